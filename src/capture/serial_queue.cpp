@@ -58,7 +58,11 @@ void SerialQueue::post(std::function<void()> job) {
 bool SerialQueue::isCurrent() const { return currentQueueState == state_.get(); }
 
 void SerialQueue::run(std::shared_ptr<State> state, std::string threadName) {
+#if defined(__linux__)
   pthread_setname_np(pthread_self(), threadName.c_str());
+#elif defined(__APPLE__)
+  pthread_setname_np(threadName.c_str());
+#endif
   currentQueueState = state.get();
   for (;;) {
     std::function<void()> job;
