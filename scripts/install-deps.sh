@@ -5,9 +5,15 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config
-  qt6-base-dev qt6-base-dev-tools
+  qt6-base-dev qt6-base-dev-tools qt6-declarative-dev
+  qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-controls
+  qml6-module-qtquick-layouts qml6-module-qtquick-templates qml6-module-qtqml-workerscript
+  libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev libxcb-render0-dev libxcb-damage0-dev
+  libxcb-xfixes0-dev libxcb-xinput-dev libxcb-shape0-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   valgrind
+  # the virtual two-display rig the X11 tests and the demo run on
+  xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool libgl1-mesa-dri
 )
 
 missing=()
