@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "capture/capture_stream.h"
+#include "capture/x11_capture_stream.h"
+
+namespace tarvelo {
+
+class X11Connection;
+
+// Screen capture on an X server: the capturable displays are the active RandR
+// outputs, and a stream shows one output's part of the root window, scaled by
+// the server (Render), read back through MIT-SHM and paced by Damage reports.
+class X11CaptureBackend final : public CaptureBackend {
+ public:
+  // `displayName` as in DISPLAY; absent means the DISPLAY environment variable.
+  // Throws std::runtime_error with a one-line reason when the server cannot be
+  // reached or lacks RandR, Render, MIT-SHM or Damage.
+  explicit X11CaptureBackend(std::optional<std::string> displayName = std::nullopt,
+                             X11CaptureTuning tuning = X11CaptureTuning{});
+  ~X11CaptureBackend() override;
+
+  X11CaptureBackend(const X11CaptureBackend&) = delete;
+  X11CaptureBackend& operator=(const X11CaptureBackend&) = delete;
+
+  // Answers on the calling thread, before returning.
+  void queryShareableDisplays(ShareableDisplaysCompletion completion) override;
+  std::unique_ptr<CaptureStream> makeStream(DisplayId display, const StreamConfiguration& configuration,
+                                            CaptureStreamDelegate& delegate) override;
+
+ private:
+  std::optional<std::string> displayName_;
+  X11CaptureTuning tuning_;
+  std::unique_ptr<X11Connection> connection_;
+};
+
+}  // namespace tarvelo

@@ -1,0 +1,191 @@
+#include "capture/x11_capture_stream.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+
+#include "capture/capture_error.h"
+#include "capture/capture_pacer.h"
+#include "capture/serial_queue.h"
+#include "capture/x11_frame_scaler.h"
+#include "capture/x11_screen_watcher.h"
+
+namespace tarvelo {
+
+struct X11CaptureStream::Shared {
+  explicit Shared(CaptureStreamDelegate& streamDelegate) : delegate(streamDelegate) {}
+
+  CaptureStreamDelegate& delegate;
+  std::unique_ptr<X11ScreenWatcher> watcher;  // waited on by the watcher thread; woken from anywhere
+  std::unique_ptr<X11FrameScaler> scaler;     // used only by capture jobs on the output queue
+  std::atomic<bool> isStopped = false;
+  // Set by a capture job when it is done (so the next may be scheduled), read
+  // and cleared by the watcher thread.
+  std::atomic<bool> isCaptureFinished = false;
+  // Why the last capture failed; written by the capture job before it sets
+  // isCaptureFinished, read by the watcher thread after seeing it.
+  std::optional<std::string> captureFailure;
+};
+
+X11CaptureStream::X11CaptureStream(std::optional<std::string> displayName, DisplayId display,
+                                   const StreamConfiguration& configuration, CaptureStreamDelegate& delegate,
+                                   X11CaptureTuning tuning)
+    : displayName_(std::move(displayName)),
+      display_(display),
+      configuration_(configuration),
+      delegate_(delegate),
+      tuning_(tuning),
+      shared_(std::make_shared<Shared>(delegate)) {}
+
+X11CaptureStream::~X11CaptureStream() {
+  stopCapture();
+  if (watchThread_.joinable()) {
+    // The watcher thread only ever ends the stream, never destroys it, but a
+    // delegate could; a thread cannot join itself.
+    if (watchThread_.get_id() == std::this_thread::get_id()) {
+      watchThread_.detach();
+    } else {
+      watchThread_.join();
+    }
+  }
+  waitForDeliveries();
+  queue_.reset();
+}
+
+void X11CaptureStream::addStreamOutput(std::shared_ptr<SerialQueue> queue) {
+  if (!queue) throw std::invalid_argument("A capture stream needs a queue to deliver frames on.");
+  queue_ = std::move(queue);
+}
+
+void X11CaptureStream::startCapture(std::function<void(std::exception_ptr)> completion) {
+  std::exception_ptr failure;
+  std::optional<PixelRect> source;
+  try {
+    if (isStarted_) throw std::logic_error("The capture stream was already started.");
+    if (!queue_) throw std::logic_error("The capture stream has no output queue.");
+    if (configuration_.pixelFormat != kPixelFormatBGRA) {
+      throw std::invalid_argument("X11 screen capture delivers BGRA frames only.");
+    }
+    if (configuration_.width <= 0 || configuration_.height <= 0) {
+      throw std::invalid_argument("A capture stream needs a positive frame size.");
+    }
+    // showsCursor needs nothing: the pointer is never part of a window's
+    // contents (a cursor the server draws in software is lifted before any read).
+
+    // The watcher comes first so that nothing drawn after the rectangle is
+    // read can go unnoticed.
+    shared_->watcher = std::make_unique<X11ScreenWatcher>(displayName_);
+    source = shared_->watcher->outputRectangle(display_);
+    if (!source) throw CaptureFailure(CaptureError::displayNotFound);
+    shared_->scaler = std::make_unique<X11FrameScaler>(displayName_, configuration_.width, configuration_.height,
+                                                       tuning_.samplesX, tuning_.samplesY);
+  } catch (...) {
+    failure = std::current_exception();
+    shared_->scaler.reset();
+    shared_->watcher.reset();
+  }
+  if (!failure) {
+    isStarted_ = true;
+    watchThread_ = std::thread(&X11CaptureStream::watch, this, *source);
+  }
+  // Reported once, then dropped: the completion may hold the stream itself.
+  std::function<void(std::exception_ptr)> report = std::move(completion);
+  report(failure);
+}
+
+void X11CaptureStream::stopCapture() {
+  if (shared_->isStopped.exchange(true)) return;
+  if (shared_->watcher) shared_->watcher->wake();
+}
+
+// The watcher thread: turns change reports into capture jobs, paced by the
+// minimum frame interval, until the stream stops or its output goes away.
+void X11CaptureStream::watch(PixelRect source) {
+  CapturePacer pacer(minimumIntervalOf(configuration_.minimumFrameInterval));
+  X11ScreenWatcher& watcher = *shared_->watcher;
+  while (!shared_->isStopped) {
+    if (shared_->isCaptureFinished.exchange(false)) {
+      pacer.captureFinished();
+      if (shared_->captureFailure) {
+        end(*shared_->captureFailure);
+        return;
+      }
+    }
+    const CapturePacer::Clock::time_point now = CapturePacer::Clock::now();
+    if (pacer.isCaptureDue(now)) {
+      pacer.captureStarted(now);
+      postCapture(source);
+    }
+    const ScreenChanges changes = watcher.wait(source, pacer.dueTime());
+    if (changes.connectionLost) {
+      end("the connection to the X server was lost");
+      return;
+    }
+    if (changes.outputsChanged) {
+      std::optional<PixelRect> current;
+      try {
+        current = watcher.outputRectangle(display_);
+      } catch (const std::exception&) {
+        end("the connection to the X server was lost");
+        return;
+      }
+      if (!current) {
+        end("the captured display was disconnected");
+        return;
+      }
+      if (*current != source) {
+        source = *current;
+        pacer.noteChange();
+      }
+    }
+    if (changes.changedInside) pacer.noteChange();
+  }
+}
+
+void X11CaptureStream::postCapture(const PixelRect& source) {
+  // Frames in flight: the scaler has one shared-memory image and the delegate
+  // is called synchronously from this job, and the pacer starts no capture
+  // before the previous one has finished, so at most one frame is ever in
+  // flight, well within the configured queue depth.
+  queue_->post([shared = shared_, source] {
+    if (!shared->isStopped) {
+      const Frame* frame = nullptr;
+      try {
+        frame = &shared->scaler->capture(source);
+      } catch (const std::exception& error) {
+        shared->captureFailure = error.what();
+      }
+      if (frame != nullptr && !shared->isStopped) {
+        shared->delegate.streamDidOutputSampleBuffer(SampleBuffer{StreamOutputType::screen, frame});
+      }
+    }
+    shared->isCaptureFinished = true;
+    shared->watcher->wake();
+  });
+}
+
+// The stream ends by itself: reported once, unless the owner stopped it first.
+void X11CaptureStream::end(const std::string& reason) {
+  if (shared_->isStopped.exchange(true)) return;
+  delegate_.streamDidStopWithError(std::runtime_error(reason));
+}
+
+// After isStopped is set, a capture job that has not yet begun delivers
+// nothing; one that has must finish before the delegate may go away.
+void X11CaptureStream::waitForDeliveries() {
+  if (!queue_ || queue_->isCurrent()) return;
+  std::mutex mutex;
+  std::condition_variable drained;
+  bool isDrained = false;
+  queue_->post([&] {
+    std::lock_guard lock(mutex);
+    isDrained = true;
+    drained.notify_all();
+  });
+  std::unique_lock lock(mutex);
+  drained.wait(lock, [&] { return isDrained; });
+}
+
+}  // namespace tarvelo
