@@ -10,6 +10,7 @@
 # Layouts: stacked     1920x1080 over 1920x1080
 #          4k-over-hd  3840x2160 over 1920x1080 centred beneath it (overlap 0.25 to 0.75)
 #          side-by-side 1920x1080 left of 1920x1080
+#          reversed    DUMMY1 over DUMMY0, both 1920x1080
 #          single      1920x1080 alone (the second output is switched off: a real unplug)
 set -euo pipefail
 
@@ -45,11 +46,15 @@ apply_layout() {  # layout
       ensure_hd_mode "$top"; ensure_hd_mode "$bottom"
       xrandr --fb 3840x1080 --output "$top" --mode 1920x1080 --pos 0x0 --primary \
              --output "$bottom" --mode 1920x1080 --pos 1920x0 ;;
+    reversed)  # the second output above the first
+      ensure_hd_mode "$top"; ensure_hd_mode "$bottom"
+      xrandr --fb 1920x2160 --output "$bottom" --mode 1920x1080 --pos 0x0 \
+             --output "$top" --mode 1920x1080 --pos 0x1080 --primary ;;
     single)
       ensure_hd_mode "$top"
       xrandr --output "$bottom" --off --output "$top" --mode 1920x1080 --pos 0x0 --primary
       xrandr --fb 1920x1080 ;;
-    *) die "unknown layout '$1' (stacked, 4k-over-hd, side-by-side, single)" ;;
+    *) die "unknown layout '$1' (stacked, 4k-over-hd, side-by-side, reversed, single)" ;;
   esac
 }
 

@@ -317,7 +317,10 @@ std::vector<OnlineDisplay> X11DisplaySource::onlineDisplays() {
   std::vector<Pending> pending;
   for (std::size_t i = 0; i < infos.size(); ++i) {
     const auto& info = infos[i];
-    if (!info || info->connection != XCB_RANDR_CONNECTION_CONNECTED || info->crtc == XCB_NONE) continue;
+    // An output is online when a CRTC drives it. Its connection state is not
+    // asked: the server only refreshes it when some client polls the
+    // hardware, so a freshly configured output can still read "disconnected".
+    if (!info || info->crtc == XCB_NONE) continue;
     const xcb_randr_output_t output = resources->outputs[i];
     pending.push_back(Pending{
         output, info.get(), xcb_randr_get_crtc_info(queries_, info->crtc, resources->configTimestamp),

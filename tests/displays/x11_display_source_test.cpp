@@ -367,3 +367,24 @@ TEST_F(X11DisplaySourceTest, ALostServerEndsTheNoticeThreadQuietly) {
 
 }  // namespace
 }  // namespace tarvelo
+
+namespace tarvelo {
+namespace {
+
+// A server of the test's own, so that no other client has polled its outputs.
+TEST(X11DisplaySourceFreshServer, AnOutputJustSwitchedOnCountsBeforeAnyoneAsksTheHardware) {
+  const std::string script = std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-displays.sh";
+  const std::string display = ":96";
+  ASSERT_EQ(std::system((script + " start " + display + " 4k-over-hd > /dev/null").c_str()), 0);
+  std::vector<OnlineDisplay> displays;
+  try {
+    displays = X11DisplaySource(display).onlineDisplays();
+  } catch (...) {
+  }
+  std::system((script + " stop " + display).c_str());
+  ASSERT_EQ(displays.size(), 2U);
+  EXPECT_EQ(displays[1].bounds, (DisplayRect{960, 2160, 1920, 1080}));
+}
+
+}  // namespace
+}  // namespace tarvelo
