@@ -1,12 +1,15 @@
 // tarvelo-zones: runs recorded frames through the colour pipeline and prints
 // the zone colours, for checking the pipeline and measuring its cost.
 //
-//   tarvelo-zones [--vibrancy V] [--smoothing S] [--x-start A] [--x-end B] [--repeat N] FRAME...
+//   tarvelo-zones [--vibrancy V] [--smoothing S] [--x-start A] [--x-end B] [--repeat N]
+//                 [--light OUT.png --size WxH [--brightness B] [--spread S] [--blur R]] FRAME...
 //
 // FRAME is bgra:WIDTH:HEIGHT:STRIDE:PATH (raw BGRA rows, top row first) or an
 // image file (PNG, JPEG, PPM). All frames go through one engine in order, so
 // smoothing acts across them; --repeat N runs the list N times and prints the
 // last pass: one line per frame of 48 numbers, red, green, blue of zones 0…15.
+// With --light, the light the last frame's colours make on a light screen of
+// WxH is then rendered (by the light window's own view, offscreen) to OUT.png.
 #include <bit>
 #include <cerrno>
 #include <cmath>
@@ -16,6 +19,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -24,10 +28,16 @@
 
 #include <QByteArray>
 #include <QCoreApplication>
+#include <QFile>
+#include <QGuiApplication>
 #include <QImage>
 #include <QImageReader>
+#include <QImageWriter>
+#include <QSize>
 #include <QString>
 
+#include "output/ambient_gradient_view.h"
+#include "output/offscreen_light_renderer.h"
 #include "pipeline/color_processing_engine.h"
 #include "pipeline/frame.h"
 
@@ -35,11 +45,21 @@ namespace {
 
 using tarvelo::ColorProcessingEngine;
 using tarvelo::Frame;
+using tarvelo::OffscreenLightRenderer;
 using tarvelo::ZoneColorList;
 
 // Any problem with the command line or the input: one line, exit status 2.
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
+};
+
+// What --light renders; the lighting values default to the settings' defaults.
+struct LightOptions {
+  std::string path;
+  QSize size;
+  double brightness = 1.4;
+  double spread = 0.85;
+  double blurRadius = 60.0;
 };
 
 struct Options {
@@ -49,7 +69,12 @@ struct Options {
   double xEnd = 1.0;
   long long repeat = 1;
   std::vector<std::string> frames;
+  std::optional<LightOptions> light;
 };
+
+constexpr const char* kUsage =
+    "usage: tarvelo-zones [--vibrancy V] [--smoothing S] [--x-start A] [--x-end B] [--repeat N] "
+    "[--light OUT.png --size WxH [--brightness B] [--spread S] [--blur R]] FRAME...";
 
 double parseNumber(std::string_view option, const std::string& text) {
   char* end = nullptr;
@@ -72,8 +97,33 @@ long long parseWholeNumber(std::string_view what, const std::string& text, long 
   return value;
 }
 
+// A light screen size: two whole numbers of pixels, e.g. 1920x1080.
+QSize parseSize(const std::string& text) {
+  constexpr long long kLargest = 8192;  // an 8K light screen is 7680 wide
+  const std::size_t separator = text.find('x');
+  const auto fail = [&]() -> QSize {
+    throw UsageError("--size needs WIDTHxHEIGHT, two whole numbers from 1 to " + std::to_string(kLargest) + ", got '" +
+                     text + "'");
+  };
+  if (separator == std::string::npos) return fail();
+  const std::string width = text.substr(0, separator);
+  const std::string height = text.substr(separator + 1);
+  for (const std::string& part : {width, height}) {
+    if (part.empty() || part.find_first_not_of("0123456789") != std::string::npos || part.size() > 5) return fail();
+  }
+  const long long w = std::stoll(width);
+  const long long h = std::stoll(height);
+  if (w < 1 || h < 1 || w > kLargest || h > kLargest) return fail();
+  return QSize(static_cast<int>(w), static_cast<int>(h));
+}
+
 Options parseOptions(int argc, char** argv) {
   Options options;
+  std::optional<std::string> lightPath;
+  std::optional<QSize> lightSize;
+  std::optional<double> brightness;
+  std::optional<double> spread;
+  std::optional<double> blurRadius;
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
     const auto value = [&]() -> std::string {
@@ -90,16 +140,41 @@ Options parseOptions(int argc, char** argv) {
       options.xEnd = parseNumber(argument, value());
     } else if (argument == "--repeat") {
       options.repeat = parseWholeNumber(argument, value(), 1);
+    } else if (argument == "--light") {
+      lightPath = value();
+      if (lightPath->empty()) throw UsageError("--light needs a file name");
+    } else if (argument == "--size") {
+      lightSize = parseSize(value());
+    } else if (argument == "--brightness") {
+      brightness = parseNumber(argument, value());
+    } else if (argument == "--spread") {
+      spread = parseNumber(argument, value());
+    } else if (argument == "--blur") {
+      blurRadius = parseNumber(argument, value());
     } else if (argument.starts_with("--")) {
       throw UsageError("unknown option " + argument);
     } else {
       options.frames.push_back(argument);
     }
   }
-  if (options.frames.empty()) {
-    throw UsageError(
-        "no frames given; usage: tarvelo-zones [--vibrancy V] [--smoothing S] [--x-start A] [--x-end B] "
-        "[--repeat N] FRAME...");
+  if (options.frames.empty()) throw UsageError(std::string("no frames given; ") + kUsage);
+  if (lightPath) {
+    if (!lightSize) throw UsageError("--light needs --size WxH");
+    LightOptions light;
+    light.path = *lightPath;
+    light.size = *lightSize;
+    light.brightness = brightness.value_or(light.brightness);
+    light.spread = spread.value_or(light.spread);
+    light.blurRadius = blurRadius.value_or(light.blurRadius);
+    options.light = light;
+  } else {
+    // Light settings without a light to render are a mistake, not something to ignore.
+    const char* stray = lightSize    ? "--size"
+                        : brightness ? "--brightness"
+                        : spread     ? "--spread"
+                        : blurRadius ? "--blur"
+                                     : nullptr;
+    if (stray != nullptr) throw UsageError(std::string(stray) + " only applies with --light OUT.png");
   }
   return options;
 }
@@ -187,11 +262,37 @@ int main(int argc, char** argv) {
   static_assert(std::endian::native == std::endian::little, "QImage::Format_ARGB32 is BGRA in memory only on little-endian");
   try {
     const Options options = parseOptions(argc, argv);
-    QCoreApplication application(argc, argv);  // image plug-ins are found through it
+    // Image plug-ins are found through the application object; rendering the
+    // light needs a GUI one, which without a display draws offscreen.
+    std::unique_ptr<QCoreApplication> application;
+    if (options.light) {
+      if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+          qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+      }
+      application = std::make_unique<QGuiApplication>(argc, argv);
+    } else {
+      application = std::make_unique<QCoreApplication>(argc, argv);
+    }
 
     std::vector<LoadedFrame> frames;
     frames.reserve(options.frames.size());
     for (const std::string& spec : options.frames) frames.push_back(loadFrame(spec));
+
+    // Everything that can fail does so before the first line is printed.
+    QFile lightFile;
+    std::unique_ptr<OffscreenLightRenderer> lightRenderer;
+    if (options.light) {
+      try {
+        lightRenderer = std::make_unique<OffscreenLightRenderer>(options.light->size);
+      } catch (const std::runtime_error& error) {
+        throw UsageError(std::string("cannot render the light: ") + error.what());
+      }
+      lightFile.setFileName(QString::fromStdString(options.light->path));
+      if (!lightFile.open(QIODevice::WriteOnly)) {
+        throw UsageError("cannot write " + options.light->path + ": " + lightFile.errorString().toStdString());
+      }
+    }
 
     ColorProcessingEngine engine;
     std::vector<ZoneColorList> lastPass(frames.size());
@@ -201,6 +302,17 @@ int main(int argc, char** argv) {
       }
     }
     for (const ZoneColorList& colors : lastPass) printColors(colors);
+
+    if (options.light) {
+      const LightOptions& light = *options.light;
+      lightRenderer->view().updateColors(lastPass.back(), light.brightness, light.blurRadius, light.spread);
+      const QImage image = lightRenderer->renderSettled();
+      QImageWriter writer(&lightFile, "png");
+      if (!writer.write(image)) {
+        lightFile.remove();  // no half-written picture left behind
+        throw UsageError("cannot write " + light.path + ": " + writer.errorString().toStdString());
+      }
+    }
     return 0;
   } catch (const UsageError& error) {
     std::fprintf(stderr, "tarvelo-zones: %s\n", error.what());

@@ -1,0 +1,111 @@
+#include "output/ambient_gradient_view.h"
+
+#include <QQuickWindow>
+#include <QSGImageNode>
+#include <QSGTexture>
+
+namespace tarvelo {
+
+namespace {
+
+constexpr int kColorAnimationMilliseconds =
+    static_cast<int>(AmbientGradientModel::kColorAnimationSeconds * 1000.0 + 0.5);
+
+}  // namespace
+
+AmbientGradientView::AmbientGradientView(QQuickItem* parent) : QQuickItem(parent) {
+  setFlag(ItemHasContents, true);
+  // The picture reaches a texel beyond the item on every side (so edge
+  // pixels interpolate between real texels rather than clamp); cut it off.
+  setClip(true);
+  // Colours glide at an even pace from the old to the new ones.
+  colorAnimation_.setDuration(kColorAnimationMilliseconds);
+  colorAnimation_.setStartValue(0.0);
+  colorAnimation_.setEndValue(1.0);
+  colorAnimation_.setEasingCurve(QEasingCurve::Linear);
+  connect(&colorAnimation_, &QVariantAnimation::valueChanged, this, &AmbientGradientView::showProgress);
+}
+
+AmbientGradientView::~AmbientGradientView() = default;
+
+void AmbientGradientView::updateColors(const ZoneColorList& colors, double brightness, double blurRadius,
+                                       double spread) {
+  const AmbientGradientModel::UpdateResult result = model_.updateColors(colors, brightness, blurRadius, spread);
+  // The margin and the blur follow the radius; nothing else about the
+  // picture's geometry changes from frame to frame.
+  if (result.blurRadiusChanged) layoutPicture();
+  if (!result.colorsChanged) return;
+  // The same colours as on screen (a still picture): no transition, no frame.
+  if (!transition_.retarget(model_)) {
+    colorAnimation_.stop();
+    return;
+  }
+  colorAnimation_.stop();
+  colorAnimation_.start();  // starts at 0: the colours shown now
+  pictureDirty_ = true;
+  update();
+}
+
+void AmbientGradientView::setResolution(LightResolution resolution) {
+  if (resolution == resolution_) return;
+  resolution_ = resolution;
+  layoutPicture();
+}
+
+void AmbientGradientView::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) {
+  QQuickItem::geometryChange(newGeometry, oldGeometry);
+  if (newGeometry.size() == oldGeometry.size()) return;
+  const bool wasBuilt = model_.didSetupLayers();
+  model_.layout(newGeometry.width(), newGeometry.height());
+  // Building the layers gives them their first (black) colours: show those.
+  if (!wasBuilt && model_.didSetupLayers()) transition_.jumpTo(model_);
+  layoutPicture();
+}
+
+void AmbientGradientView::layoutPicture() {
+  picture_.layout(model_, width(), height(), resolution_);
+  ++pictureLayoutCount_;
+  pictureDirty_ = true;
+  update();
+}
+
+void AmbientGradientView::showProgress(const QVariant& progress) {
+  transition_.setProgress(progress.toDouble());
+  pictureDirty_ = true;
+  update();
+}
+
+QSGNode* AmbientGradientView::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* /*data*/) {
+  if (picture_.isEmpty() || picture_.colorCount() != transition_.shown().size()) {
+    delete oldNode;
+    return nullptr;
+  }
+  auto* node = static_cast<QSGImageNode*>(oldNode);
+  if (node == nullptr) {
+    node = window()->createImageNode();
+    node->setOwnsTexture(true);
+    // The GPU's linear filtering is the last step of the blur's scale-up.
+    node->setFiltering(QSGTexture::Linear);
+    pictureDirty_ = true;
+  }
+  if (pictureDirty_ || node->texture() == nullptr) {
+    const QSize size(picture_.width(), picture_.height());
+    if (pictureImage_.size() != size) pictureImage_ = QImage(size, QImage::Format_RGBX8888);
+    picture_.render(transition_.shown(), pictureImage_.bits(), pictureImage_.bytesPerLine());
+    ++pictureRenderCount_;
+    // Replacing the texture deletes the previous one (the node owns it).
+    node->setTexture(window()->createTextureFromImage(pictureImage_, QQuickWindow::TextureIsOpaque));
+    pictureDirty_ = false;
+  }
+  // Picture texel k is centred at (k − 0.5) texels in the item: the whole
+  // picture, rim included, spans the item grown by one texel on every side.
+  // (A source rectangle that skipped the rim would not do: the software
+  // renderer clamps its filter to the source rectangle's edges.)
+  const double texelWidth = picture_.texelWidth();
+  const double texelHeight = picture_.texelHeight();
+  node->setRect(QRectF(-texelWidth, -texelHeight, width() + 2.0 * texelWidth, height() + 2.0 * texelHeight));
+  node->setSourceRect(QRectF(0.0, 0.0, picture_.width(), picture_.height()));
+  return node;
+}
+
+}  // namespace tarvelo
