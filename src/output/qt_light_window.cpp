@@ -1,0 +1,49 @@
+#include "output/qt_light_window.h"
+
+#include <QQuickItem>
+#include <QRect>
+#include <cmath>
+
+#include "output/ambient_gradient_view.h"
+#include "output/x11_window_hints.h"
+
+namespace tarvelo {
+
+namespace {
+
+QRect pixelRect(const DisplayRect& frame) {
+  return QRect(static_cast<int>(std::lround(frame.x)), static_cast<int>(std::lround(frame.y)),
+               static_cast<int>(std::lround(frame.width)), static_cast<int>(std::lround(frame.height)));
+}
+
+}  // namespace
+
+QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen)
+    : window_(std::make_unique<QQuickWindow>()), view_(std::make_unique<AmbientGradientView>()) {
+  // Stays on top: _NET_WM_STATE_ABOVE, under which window managers keep
+  // docks and panels above it. Not accepting focus: it never takes the
+  // keyboard from the application the user is in.
+  window_->setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
+                    Qt::WindowTransparentForInput | Qt::NoDropShadowWindowHint);
+  window_->setColor(Qt::black);
+  if (screen != nullptr) window_->setScreen(screen);
+  window_->setGeometry(pixelRect(frame));
+
+  view_->setParentItem(window_->contentItem());
+  view_->setSize(window_->size());
+  QObject::connect(window_.get(), &QWindow::widthChanged, view_.get(), [this](int width) { view_->setWidth(width); });
+  QObject::connect(window_.get(), &QWindow::heightChanged, view_.get(),
+                   [this](int height) { view_->setHeight(height); });
+
+  window_->create();
+  markAsOverlayWindow(*window_);
+  window_->show();
+}
+
+QtLightWindow::~QtLightWindow() = default;
+
+LightView* QtLightWindow::view() { return view_.get(); }
+
+void QtLightWindow::orderOut() { window_->hide(); }
+
+}  // namespace tarvelo

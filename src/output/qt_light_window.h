@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QQuickWindow>
+#include <memory>
+
+#include "output/output_platform.h"
+
+class QScreen;
+
+namespace tarvelo {
+
+class AmbientGradientView;
+
+// The full-screen light as a Qt Quick window: frameless, opaque black, above
+// normal and floating windows, on every desktop, out of taskbars and pagers,
+// never focused, and transparent to the pointer (an empty input shape), so
+// clicks and moves reach whatever lies below. Shown when constructed.
+class QtLightWindow final : public LightWindow {
+ public:
+  // Covers `frame` (global coordinates) on `screen`, when there is one.
+  QtLightWindow(const DisplayRect& frame, QScreen* screen);
+  ~QtLightWindow() override;
+
+  QtLightWindow(const QtLightWindow&) = delete;
+  QtLightWindow& operator=(const QtLightWindow&) = delete;
+
+  LightView* view() override;
+  void orderOut() override;
+
+  QQuickWindow& window() { return *window_; }
+  AmbientGradientView& gradientView() { return *view_; }
+
+ private:
+  std::unique_ptr<QQuickWindow> window_;
+  // Declared after the window: the item leaves its window's scene first.
+  std::unique_ptr<AmbientGradientView> view_;
+};
+
+}  // namespace tarvelo

@@ -1,0 +1,68 @@
+#include "output/x11_output_platform.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QPoint>
+#include <QRect>
+#include <QScreen>
+#include <utility>
+
+#include "output/qt_hud_window.h"
+#include "output/qt_light_window.h"
+#include "output/x11_mouse_monitor.h"
+
+namespace tarvelo {
+
+namespace {
+
+bool sameFrame(const QRect& geometry, const DisplayRect& frame) {
+  return DisplayRect{static_cast<double>(geometry.x()), static_cast<double>(geometry.y()),
+                     static_cast<double>(geometry.width()), static_cast<double>(geometry.height())} == frame;
+}
+
+}  // namespace
+
+X11OutputPlatform::X11OutputPlatform(OutputIdForName outputIdForName, std::optional<std::string> displayName)
+    : outputIdForName_(std::move(outputIdForName)), displayName_(std::move(displayName)) {}
+
+X11OutputPlatform::~X11OutputPlatform() = default;
+
+QScreen* X11OutputPlatform::qtScreenFor(const Screen& screen) const {
+  const QList<QScreen*> screens = QGuiApplication::screens();
+  if (screen.displayNumber && outputIdForName_) {
+    // On X11 a QScreen is named after the RandR output that shows it.
+    for (QScreen* candidate : screens) {
+      if (outputIdForName_(candidate->name().toStdString()) == screen.displayNumber) return candidate;
+    }
+  }
+  for (QScreen* candidate : screens) {
+    if (sameFrame(candidate->geometry(), screen.frame)) return candidate;
+  }
+  return nullptr;
+}
+
+std::unique_ptr<LightWindow> X11OutputPlatform::createLightWindow(const Screen& screen) {
+  return std::make_unique<QtLightWindow>(screen.frame, qtScreenFor(screen));
+}
+
+std::unique_ptr<HudWindow> X11OutputPlatform::createHudWindow(const DisplayRect& frame, AppState& appState,
+                                                              std::function<void()> onDismiss) {
+  return std::make_unique<QtHudWindow>(frame, appState, std::move(onDismiss));
+}
+
+std::optional<MonitorToken> X11OutputPlatform::addGlobalMouseMovedMonitor(std::function<void()> handler) {
+  std::unique_ptr<X11MouseMonitor> monitor = X11MouseMonitor::start(displayName_, std::move(handler));
+  if (!monitor) return std::nullopt;
+  const MonitorToken token = nextToken_++;
+  monitors_.emplace(token, std::move(monitor));
+  return token;
+}
+
+void X11OutputPlatform::removeMonitor(MonitorToken token) { monitors_.erase(token); }
+
+Point X11OutputPlatform::mouseLocation() {
+  const QPoint position = QCursor::pos();
+  return Point{static_cast<double>(position.x()), static_cast<double>(position.y())};
+}
+
+}  // namespace tarvelo
