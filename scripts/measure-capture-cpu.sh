@@ -41,7 +41,7 @@ animator=$build/bench/tarvelo-screen-animator
 for program in "$probe" "$animator"; do
   [ -x "$program" ] || { echo "measure: $program is not built (cmake --build $build --target $(basename "$program"))" >&2; exit 1; }
 done
-command -v ffmpeg > /dev/null || { echo "measure: ffmpeg is missing (scripts/install-deps.sh installs it)" >&2; exit 1; }
+command -v ffmpeg > /dev/null || { echo "measure: ffmpeg is missing (apt-get install ffmpeg; only this measurement needs it)" >&2; exit 1; }
 
 work=$(mktemp -d)
 animator_pid=

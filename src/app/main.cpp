@@ -1,8 +1,32 @@
+#include <QApplication>
+
+#include <exception>
 #include <iostream>
 
-// The application needs a windowing platform to show anything: until the
-// Linux/X11 one exists there is nothing honest to run, so say so and fail.
-int main() {
-  std::cerr << "tarvelo: the X11 platform is not built yet; the application cannot run on this system." << std::endl;
-  return 1;
+#include "app/tarvelo_app.h"
+#include "displays/x11_display_source.h"
+
+int main(int argc, char** argv) {
+  // Qt gives up on a missing display by aborting; ask the server first so the
+  // user gets one readable line instead.
+  try {
+    tarvelo::X11DisplaySource probe;
+  } catch (const std::exception& error) {
+    std::cerr << "tarvelo: " << error.what() << std::endl;
+    return 1;
+  }
+
+  tarvelo::LinuxPlatform::chooseSceneGraphBackend();
+  QApplication application(argc, argv);
+  QApplication::setOrganizationName(QStringLiteral("Tarvelo"));
+  QApplication::setApplicationName(QStringLiteral("Tarvelo"));
+  // A tray utility: closing the Settings window must not end it.
+  QApplication::setQuitOnLastWindowClosed(false);
+  try {
+    tarvelo::TarveloApp app;
+    return QApplication::exec();
+  } catch (const std::exception& error) {
+    std::cerr << "tarvelo: " << error.what() << std::endl;
+    return 1;
+  }
 }

@@ -1,0 +1,153 @@
+// How long the light takes to follow the film: flips the whole movie screen
+// between two colours and watches a patch at the top edge of the light screen
+// for its first change after each flip.
+//
+//   tarvelo-light-latency-probe [--display :N] [--flips N] [--interval-ms MS]
+//
+// Tarvelo must be running with the lights on. Prints one latency per flip in
+// milliseconds, then the median, the 95th percentile and the misses.
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "capture/x11_connection.h"
+#include "capture/x11_outputs.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+struct Options {
+  std::optional<std::string> display;
+  int flips = 60;
+  int intervalMs = 300;
+};
+
+Options parse(int argc, char** argv) {
+  Options options;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    if (i + 1 >= argc) {
+      std::cerr << "tarvelo-light-latency-probe: " << argument << " needs a value\n";
+      std::exit(2);
+    }
+    const std::string value = argv[++i];
+    if (argument == "--display") {
+      options.display = value;
+    } else if (argument == "--flips") {
+      options.flips = std::atoi(value.c_str());
+    } else if (argument == "--interval-ms") {
+      options.intervalMs = std::atoi(value.c_str());
+    } else {
+      std::cerr << "tarvelo-light-latency-probe: unknown option " << argument << "\n";
+      std::exit(2);
+    }
+  }
+  return options;
+}
+
+// The pixels of a small patch of the root window.
+std::vector<std::uint8_t> grab(xcb_connection_t* connection, xcb_window_t root, int x, int y, int width, int height) {
+  const auto cookie = xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, root, static_cast<std::int16_t>(x),
+                                    static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width),
+                                    static_cast<std::uint16_t>(height), ~0U);
+  std::unique_ptr<xcb_get_image_reply_t, decltype(&std::free)> reply(xcb_get_image_reply(connection, cookie, nullptr),
+                                                                     &std::free);
+  if (!reply) return {};
+  const std::uint8_t* data = xcb_get_image_data(reply.get());
+  return std::vector<std::uint8_t>(data, data + xcb_get_image_data_length(reply.get()));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Options options = parse(argc, argv);
+  try {
+    tarvelo::X11Connection x11(options.display);
+    xcb_connection_t* connection = x11.get();
+    const xcb_window_t root = x11.root();
+
+    std::optional<tarvelo::PixelRect> top;
+    std::optional<tarvelo::PixelRect> bottom;
+    for (const tarvelo::DisplayId id : tarvelo::activeOutputIds(connection, root)) {
+      const std::optional<tarvelo::PixelRect> rect = tarvelo::activeOutputRectangle(connection, root, id);
+      if (!rect) continue;
+      if (!top || rect->y < top->y) top = rect;
+      if (!bottom || rect->y > bottom->y) bottom = rect;
+    }
+    if (!top || !bottom || top->y == bottom->y) {
+      std::cerr << "tarvelo-light-latency-probe: needs two outputs, one above the other\n";
+      return 1;
+    }
+
+    // An override-redirect window over the whole movie screen: no window
+    // manager moves it, and every flip changes every zone at once.
+    const xcb_window_t film = xcb_generate_id(connection);
+    const std::uint32_t colours[2] = {0x00D03020, 0x002040D0};
+    const std::uint32_t values[] = {colours[0], 1};
+    xcb_create_window(connection, XCB_COPY_FROM_PARENT, film, root, static_cast<std::int16_t>(top->x),
+                      static_cast<std::int16_t>(top->y), static_cast<std::uint16_t>(top->width),
+                      static_cast<std::uint16_t>(top->height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+    xcb_map_window(connection, film);
+    xcb_flush(connection);
+    std::this_thread::sleep_for(1500ms);  // the light settles on the first colour
+
+    // The patch: the middle of the light screen's top edge, under the strips.
+    const int patchX = static_cast<int>(bottom->x + bottom->width / 2 - 8);
+    const int patchY = static_cast<int>(bottom->y + 20);
+    std::vector<double> latencies;
+    int misses = 0;
+    for (int flip = 1; flip <= options.flips; ++flip) {
+      const std::vector<std::uint8_t> before = grab(connection, root, patchX, patchY, 16, 4);
+      const std::uint32_t colour = colours[flip % 2];
+      xcb_change_window_attributes(connection, film, XCB_CW_BACK_PIXEL, &colour);
+      xcb_clear_area(connection, 0, film, 0, 0, 0, 0);
+      // A round trip: the flip is on screen once the server has answered.
+      std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+      const Clock::time_point flipped = Clock::now();
+      bool changed = false;
+      while (Clock::now() - flipped < 1s) {
+        if (grab(connection, root, patchX, patchY, 16, 4) != before) {
+          changed = true;
+          break;
+        }
+        std::this_thread::sleep_for(500us);
+      }
+      if (changed) {
+        const double ms = std::chrono::duration<double, std::milli>(Clock::now() - flipped).count();
+        latencies.push_back(ms);
+        std::cout << ms << "\n";
+      } else {
+        ++misses;
+      }
+      std::this_thread::sleep_until(flipped + std::chrono::milliseconds(options.intervalMs));
+    }
+    xcb_destroy_window(connection, film);
+    xcb_flush(connection);
+
+    if (latencies.empty()) {
+      std::cout << "no change of the light seen; misses " << misses << "\n";
+      return 1;
+    }
+    std::sort(latencies.begin(), latencies.end());
+    const auto at = [&](double q) { return latencies[static_cast<std::size_t>(q * (latencies.size() - 1) + 0.5)]; };
+    std::cout << "p50 " << at(0.5) << " ms, p95 " << at(0.95) << " ms, max " << latencies.back() << " ms, misses "
+              << misses << " of " << options.flips << "\n";
+    return 0;
+  } catch (const std::exception& error) {
+    std::cerr << "tarvelo-light-latency-probe: " << error.what() << "\n";
+    return 1;
+  }
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+
+#include "app/app_platform.h"
+
+namespace tarvelo {
+
+// Every platform facility of a Linux desktop running X11, made once at
+// start-up. Construction throws std::runtime_error with a one-line reason
+// when the X server cannot be reached or lacks an extension the lights need.
+class LinuxPlatform {
+ public:
+  LinuxPlatform();
+  ~LinuxPlatform();
+
+  LinuxPlatform(const LinuxPlatform&) = delete;
+  LinuxPlatform& operator=(const LinuxPlatform&) = delete;
+
+  AppPlatform& services() { return *services_; }
+
+  // Picks how Qt Quick draws, before the application object exists: OpenGL
+  // where there is a GPU, Qt Quick's own software renderer where there is not.
+  static void chooseSceneGraphBackend();
+
+ private:
+  struct Parts;
+  std::unique_ptr<Parts> parts_;
+  std::unique_ptr<AppPlatform> services_;
+};
+
+}  // namespace tarvelo
