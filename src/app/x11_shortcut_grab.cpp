@@ -10,16 +10,11 @@
 #include <cstdlib>
 #include <utility>
 
+#include "support/xcb_reply.h"
+
 namespace tarvelo {
 
 namespace {
-
-struct FreeDeleter {
-  void operator()(void* pointer) const { std::free(pointer); }
-};
-
-template <typename T>
-using XcbReply = std::unique_ptr<T, FreeDeleter>;
 
 // Sends every grab first and collects the answers afterwards, so the whole set
 // costs one round trip. A refused grab (BadAccess: another client holds the

@@ -9,15 +9,11 @@
 #include <memory>
 #include <stdexcept>
 
+#include "support/xcb_reply.h"
+
 namespace tarvelo {
 
 namespace {
-
-struct FreeDeleter {
-  void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
 
 std::string labelFor(const std::optional<std::string>& displayName) {
   if (displayName) return "\"" + *displayName + "\"";
@@ -107,12 +103,12 @@ void X11Connection::requireExtensions() {
   const xcb_render_query_version_cookie_t renderCookie = xcb_render_query_version(connection_, 0, 11);
   const xcb_shm_query_version_cookie_t shmCookie = xcb_shm_query_version(connection_);
   const xcb_damage_query_version_cookie_t damageCookie = xcb_damage_query_version(connection_, 1, 1);
-  const Reply<xcb_randr_query_version_reply_t> randrVersion(
+  const XcbReply<xcb_randr_query_version_reply_t> randrVersion(
       xcb_randr_query_version_reply(connection_, randrCookie, nullptr));
-  const Reply<xcb_render_query_version_reply_t> renderVersion(
+  const XcbReply<xcb_render_query_version_reply_t> renderVersion(
       xcb_render_query_version_reply(connection_, renderCookie, nullptr));
-  const Reply<xcb_shm_query_version_reply_t> shmVersion(xcb_shm_query_version_reply(connection_, shmCookie, nullptr));
-  const Reply<xcb_damage_query_version_reply_t> damageVersion(
+  const XcbReply<xcb_shm_query_version_reply_t> shmVersion(xcb_shm_query_version_reply(connection_, shmCookie, nullptr));
+  const XcbReply<xcb_damage_query_version_reply_t> damageVersion(
       xcb_damage_query_version_reply(connection_, damageCookie, nullptr));
   // Screen resources of the current configuration came with RandR 1.3,
   // picture transforms and filters with Render 0.6.

@@ -8,16 +8,11 @@
 #include <string_view>
 
 #include "support/checked_arithmetic.h"
+#include "support/xcb_reply.h"
 
 namespace tarvelo {
 
 namespace {
-
-struct FreeDeleter {
-  void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
 
 constexpr std::string_view kBilinear = "bilinear";
 
@@ -85,7 +80,7 @@ X11FrameScaler::~X11FrameScaler() {
 
 X11FrameScaler::Formats X11FrameScaler::findFormats() {
   xcb_connection_t* c = connection_.get();
-  const Reply<xcb_render_query_pict_formats_reply_t> reply(
+  const XcbReply<xcb_render_query_pict_formats_reply_t> reply(
       xcb_render_query_pict_formats_reply(c, xcb_render_query_pict_formats(c), nullptr));
   if (!reply) throw std::runtime_error("The X server did not list its picture formats.");
 
@@ -185,7 +180,7 @@ const Frame& X11FrameScaler::capture(const PixelRect& source) {
                          toCard16(pass.height));
   }
   xcb_generic_error_t* error = nullptr;
-  const Reply<xcb_shm_get_image_reply_t> image(xcb_shm_get_image_reply(
+  const XcbReply<xcb_shm_get_image_reply_t> image(xcb_shm_get_image_reply(
       c,
       xcb_shm_get_image(c, framePicture_.pixmap, 0, 0, toCard16(width_), toCard16(height_), ~0u,
                         XCB_IMAGE_FORMAT_Z_PIXMAP, segment_->serverId(), 0),

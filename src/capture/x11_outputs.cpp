@@ -6,19 +6,15 @@
 #include <memory>
 #include <stdexcept>
 
+#include "support/xcb_reply.h"
+
 namespace tarvelo {
 
 namespace {
 
-struct FreeDeleter {
-  void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
-
-Reply<xcb_randr_get_screen_resources_current_reply_t> screenResources(xcb_connection_t* connection,
+XcbReply<xcb_randr_get_screen_resources_current_reply_t> screenResources(xcb_connection_t* connection,
                                                                       xcb_window_t root) {
-  Reply<xcb_randr_get_screen_resources_current_reply_t> resources(xcb_randr_get_screen_resources_current_reply(
+  XcbReply<xcb_randr_get_screen_resources_current_reply_t> resources(xcb_randr_get_screen_resources_current_reply(
       connection, xcb_randr_get_screen_resources_current(connection, root), nullptr));
   if (!resources) throw std::runtime_error("The X server did not report its displays.");
   return resources;
@@ -29,11 +25,11 @@ Reply<xcb_randr_get_screen_resources_current_reply_t> screenResources(xcb_connec
 std::optional<PixelRect> rectangleOf(xcb_connection_t* connection,
                                      const xcb_randr_get_screen_resources_current_reply_t& resources,
                                      xcb_randr_output_t output) {
-  const Reply<xcb_randr_get_output_info_reply_t> info(xcb_randr_get_output_info_reply(
+  const XcbReply<xcb_randr_get_output_info_reply_t> info(xcb_randr_get_output_info_reply(
       connection, xcb_randr_get_output_info(connection, output, resources.config_timestamp), nullptr));
   // An output that vanished between the two requests has no info; it is not active.
   if (!info || info->crtc == XCB_NONE) return std::nullopt;
-  const Reply<xcb_randr_get_crtc_info_reply_t> crtc(xcb_randr_get_crtc_info_reply(
+  const XcbReply<xcb_randr_get_crtc_info_reply_t> crtc(xcb_randr_get_crtc_info_reply(
       connection, xcb_randr_get_crtc_info(connection, info->crtc, resources.config_timestamp), nullptr));
   if (!crtc || crtc->mode == XCB_NONE || crtc->width == 0 || crtc->height == 0) return std::nullopt;
   return PixelRect{crtc->x, crtc->y, crtc->width, crtc->height};
@@ -53,7 +49,7 @@ std::vector<DisplayId> activeOutputIds(xcb_connection_t* connection, xcb_window_
   std::vector<DisplayId> driven;
   std::vector<xcb_randr_get_crtc_info_cookie_t> crtcCookies;
   for (std::size_t index = 0; index < count; ++index) {
-    const Reply<xcb_randr_get_output_info_reply_t> info(
+    const XcbReply<xcb_randr_get_output_info_reply_t> info(
         xcb_randr_get_output_info_reply(connection, outputCookies[index], nullptr));
     if (!info || info->crtc == XCB_NONE) continue;
     driven.push_back(outputs[index]);
@@ -61,7 +57,7 @@ std::vector<DisplayId> activeOutputIds(xcb_connection_t* connection, xcb_window_
   }
   std::vector<DisplayId> active;
   for (std::size_t index = 0; index < driven.size(); ++index) {
-    const Reply<xcb_randr_get_crtc_info_reply_t> crtc(
+    const XcbReply<xcb_randr_get_crtc_info_reply_t> crtc(
         xcb_randr_get_crtc_info_reply(connection, crtcCookies[index], nullptr));
     if (crtc && crtc->mode != XCB_NONE && crtc->width != 0 && crtc->height != 0) active.push_back(driven[index]);
   }

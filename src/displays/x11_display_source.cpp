@@ -15,6 +15,8 @@
 #include <system_error>
 #include <utility>
 
+#include "support/xcb_reply.h"
+
 namespace tarvelo {
 
 namespace {
@@ -31,12 +33,6 @@ constexpr std::uint8_t kEdidHeader[8] = {0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xF
 // Property lengths are counted in 32-bit units; the base block is all we read.
 constexpr std::uint32_t kEdidBaseBlockLongs = kEdidBaseBlockSize / 4;
 
-struct FreeReply {
-  void operator()(void* reply) const { std::free(reply); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeReply>;
-
 struct Disconnect {
   void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
 };
@@ -45,9 +41,9 @@ using Connection = std::unique_ptr<xcb_connection_t, Disconnect>;
 // Takes a reply, dropping any error that came instead of it: every caller
 // treats "no answer" the same way, whatever the reason.
 template <typename T, typename Cookie, typename Fetch>
-Reply<T> take(xcb_connection_t* connection, Cookie cookie, Fetch fetch) {
+XcbReply<T> take(xcb_connection_t* connection, Cookie cookie, Fetch fetch) {
   xcb_generic_error_t* error = nullptr;
-  Reply<T> reply(fetch(connection, cookie, &error));
+  XcbReply<T> reply(fetch(connection, cookie, &error));
   std::free(error);
   return reply;
 }
@@ -150,14 +146,14 @@ std::optional<ScreenResources> fetchScreenResources(xcb_connection_t* connection
 
 // One reply per output, in list order; a null entry for an output that could
 // not be described (it vanished, or the configuration moved under us).
-std::vector<Reply<xcb_randr_get_output_info_reply_t>> fetchOutputInfos(xcb_connection_t* connection,
+std::vector<XcbReply<xcb_randr_get_output_info_reply_t>> fetchOutputInfos(xcb_connection_t* connection,
                                                                          const ScreenResources& resources) {
   std::vector<xcb_randr_get_output_info_cookie_t> cookies;
   cookies.reserve(resources.outputs.size());
   for (const xcb_randr_output_t output : resources.outputs) {
     cookies.push_back(xcb_randr_get_output_info(connection, output, resources.configTimestamp));
   }
-  std::vector<Reply<xcb_randr_get_output_info_reply_t>> infos;
+  std::vector<XcbReply<xcb_randr_get_output_info_reply_t>> infos;
   infos.reserve(cookies.size());
   for (const auto& cookie : cookies) {
     auto info = take<xcb_randr_get_output_info_reply_t>(connection, cookie, xcb_randr_get_output_info_reply);
@@ -265,7 +261,7 @@ X11DisplaySource::X11DisplaySource(const std::optional<std::string>& displayName
 
   const std::uint16_t changes = XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE |
                                 XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE;
-  Reply<xcb_generic_error_t> refused(
+  XcbReply<xcb_generic_error_t> refused(
       xcb_request_check(notices.connection.get(),
                         xcb_randr_select_input_checked(notices.connection.get(), notices.root, changes)));
   if (refused) throw std::runtime_error("the X server refuses to report display changes");
@@ -370,7 +366,7 @@ void X11DisplaySource::watchNotices() {
   pollfd watched[2] = {{xcb_get_file_descriptor(notices_), POLLIN, 0}, {wakeFd_, POLLIN, 0}};
   while (!stopping_) {
     while (xcb_generic_event_t* received = xcb_poll_for_event(notices_)) {
-      const Reply<xcb_generic_event_t> event(received);
+      const XcbReply<xcb_generic_event_t> event(received);
       if (stopping_) return;
       const std::uint8_t type = event->response_type & 0x7F;
       if (type == randrEventBase_ + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {

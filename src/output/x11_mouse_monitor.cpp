@@ -12,13 +12,11 @@
 #include <cstdlib>
 #include <utility>
 
+#include "support/xcb_reply.h"
+
 namespace tarvelo {
 
 namespace {
-
-struct FreeReply {
-  void operator()(void* reply) const { std::free(reply); }
-};
 
 // Selects raw motion of every master pointer on the root window; false when
 // the server has no XInput 2.
@@ -26,7 +24,7 @@ bool selectRawMotion(xcb_connection_t* connection, std::uint8_t& inputOpcode) {
   const xcb_query_extension_reply_t* input = xcb_get_extension_data(connection, &xcb_input_id);
   if (input == nullptr || !input->present) return false;
   // XI2 events reach only clients that announced the version they speak.
-  const std::unique_ptr<xcb_input_xi_query_version_reply_t, FreeReply> version(
+  const XcbReply<xcb_input_xi_query_version_reply_t> version(
       xcb_input_xi_query_version_reply(connection, xcb_input_xi_query_version(connection, 2, 0), nullptr));
   if (!version || version->major_version < 2) return false;
 
@@ -35,7 +33,7 @@ bool selectRawMotion(xcb_connection_t* connection, std::uint8_t& inputOpcode) {
     std::uint32_t bits;
   } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, XCB_INPUT_XI_EVENT_MASK_RAW_MOTION};
   const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-  const std::unique_ptr<xcb_generic_error_t, FreeReply> error(
+  const XcbReply<xcb_generic_error_t> error(
       xcb_request_check(connection, xcb_input_xi_select_events_checked(connection, root, 1, &mask.head)));
   if (error) return false;
   inputOpcode = input->major_opcode;

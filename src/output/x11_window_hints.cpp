@@ -12,15 +12,11 @@
 #include <string>
 #include <string_view>
 
+#include "support/xcb_reply.h"
+
 namespace tarvelo {
 
 namespace {
-
-struct FreeReply {
-  void operator()(void* reply) const { std::free(reply); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeReply>;
 
 // Qt's own connection: requests made on it are ordered with Qt's, so a
 // property written here is in place before Qt's map request for the window.
@@ -30,7 +26,7 @@ xcb_connection_t* qtConnection() {
 }
 
 xcb_atom_t internAtom(xcb_connection_t* connection, std::string_view name) {
-  const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
+  const XcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
       connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()), nullptr));
   return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
@@ -80,7 +76,7 @@ void markAsOverlayWindow(QWindow& window) {
 bool hasCompositingManager(QWindow& window) {
   xcb_connection_t* connection = qtConnection();
   if (connection == nullptr) return true;  // other platforms composite windows themselves
-  const Reply<xcb_query_tree_reply_t> tree(
+  const XcbReply<xcb_query_tree_reply_t> tree(
       xcb_query_tree_reply(connection, xcb_query_tree(connection, static_cast<xcb_window_t>(window.winId())), nullptr));
   if (!tree) return false;
 
@@ -91,7 +87,7 @@ bool hasCompositingManager(QWindow& window) {
   }
   // EWMH: a compositing manager owns the selection _NET_WM_CM_S<screen>.
   const xcb_atom_t selection = internAtom(connection, "_NET_WM_CM_S" + std::to_string(screenNumber));
-  const Reply<xcb_get_selection_owner_reply_t> owner(
+  const XcbReply<xcb_get_selection_owner_reply_t> owner(
       xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
   return owner && owner->owner != XCB_WINDOW_NONE;
 }

@@ -10,16 +10,11 @@
 
 #include "displays/qt_screen_list.h"
 #include "displays/x11_display_source.h"
+#include "support/xcb_reply.h"
 
 namespace tarvelo::testing {
 
 namespace {
-
-struct FreeReply {
-  void operator()(void* reply) const { std::free(reply); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeReply>;
 
 xcb_window_t idOf(const QWindow& window) { return static_cast<xcb_window_t>(window.winId()); }
 
@@ -45,13 +40,13 @@ RigConnection::RigConnection() : connection_(xcb_connect(TARVELO_TEST_DISPLAY, n
 RigConnection::~RigConnection() { xcb_disconnect(connection_); }
 
 std::uint32_t RigConnection::atom(const std::string& name) {
-  const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
+  const XcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
       connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.c_str()), nullptr));
   return reply ? reply->atom : std::uint32_t{XCB_ATOM_NONE};
 }
 
 std::vector<std::uint32_t> RigConnection::atomList(const QWindow& window, const std::string& property) {
-  const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+  const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
       connection_, xcb_get_property(connection_, 0, idOf(window), atom(property), XCB_ATOM_ATOM, 0, 1024), nullptr));
   if (!reply || reply->format != 32) return {};
   const auto* values = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
@@ -59,14 +54,14 @@ std::vector<std::uint32_t> RigConnection::atomList(const QWindow& window, const 
 }
 
 std::optional<std::uint32_t> RigConnection::cardinal(const QWindow& window, const std::string& property) {
-  const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+  const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
       connection_, xcb_get_property(connection_, 0, idOf(window), atom(property), XCB_ATOM_CARDINAL, 0, 1), nullptr));
   if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4) return std::nullopt;
   return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
 }
 
 std::optional<bool> RigConnection::acceptsInputHint(const QWindow& window) {
-  const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+  const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
       connection_, xcb_get_property(connection_, 0, idOf(window), XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 0, 9),
       nullptr));
   if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 8) return std::nullopt;
@@ -77,10 +72,10 @@ std::optional<bool> RigConnection::acceptsInputHint(const QWindow& window) {
 }
 
 QRect RigConnection::rootGeometry(const QWindow& window) {
-  const Reply<xcb_get_geometry_reply_t> geometry(
+  const XcbReply<xcb_get_geometry_reply_t> geometry(
       xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, idOf(window)), nullptr));
   if (!geometry) return {};
-  const Reply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(
+  const XcbReply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(
       connection_, xcb_translate_coordinates(connection_, idOf(window), geometry->root, 0, 0), nullptr));
   if (!origin) return {};
   return QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
@@ -89,7 +84,7 @@ QRect RigConnection::rootGeometry(const QWindow& window) {
 namespace {
 
 std::vector<QRect> shapeOf(xcb_connection_t* connection, xcb_window_t window, xcb_shape_kind_t kind) {
-  const Reply<xcb_shape_get_rectangles_reply_t> reply(
+  const XcbReply<xcb_shape_get_rectangles_reply_t> reply(
       xcb_shape_get_rectangles_reply(connection, xcb_shape_get_rectangles(connection, window, kind), nullptr));
   std::vector<QRect> rects;
   if (!reply) return rects;
@@ -111,14 +106,14 @@ std::vector<QRect> RigConnection::boundingShape(const QWindow& window) {
 }
 
 bool RigConnection::isViewable(const QWindow& window) {
-  const Reply<xcb_get_window_attributes_reply_t> attributes(
+  const XcbReply<xcb_get_window_attributes_reply_t> attributes(
       xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, idOf(window)), nullptr));
   return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
 QRgb RigConnection::pixelAt(int x, int y) {
   const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
-  const Reply<xcb_get_image_reply_t> image(
+  const XcbReply<xcb_get_image_reply_t> image(
       xcb_get_image_reply(connection_,
                           xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root, static_cast<std::int16_t>(x),
                                         static_cast<std::int16_t>(y), 1, 1, 0xFFFFFFFF),
