@@ -238,5 +238,19 @@ TEST_F(HudWakingOnX11, MotionOnTheMovieDisplayLeavesADismissedHudHidden) {
   EXPECT_FALSE(platform_.hud->window().isVisible());
 }
 
+// The real timers on the real main queue: the HUD that came up with the lights
+// fades by itself after 4.5 s, and a move on the light display brings it back
+// until 3.5 s after that move.
+TEST_F(HudWakingOnX11, HudFadesAfterItsTimerAndAMoveOnTheLightDisplayBringsItBack) {
+  placePointerAt(960, 400);
+  ASSERT_EQ(hud().alpha(), 1.0);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return hud().alpha() == 0.0 && !platform_.hud->window().isVisible(); }, 15000))
+      << "the HUD did not fade after its timer";
+
+  moveAndWaitForTheController(960, 1600);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return hud().alpha() == 1.0; }));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return hud().alpha() == 0.0; }, 15000)) << "the HUD did not fade after the move";
+}
+
 }  // namespace
 }  // namespace tarvelo
