@@ -12,20 +12,12 @@
 #include "app/app_state.h"
 #include "output/capsule_region.h"
 #include "output/hud_icon_provider.h"
+#include "output/qt_geometry.h"
 #include "output/x11_window_hints.h"
 #include "support/fatal_error.h"
 #include "ui/ui_resources.h"
 
 namespace tarvelo {
-
-namespace {
-
-QRect pixelRect(const DisplayRect& frame) {
-  return QRect(static_cast<int>(std::lround(frame.x)), static_cast<int>(std::lround(frame.y)),
-               static_cast<int>(std::lround(frame.width)), static_cast<int>(std::lround(frame.height)));
-}
-
-}  // namespace
 
 QtHudWindow::QtHudWindow(const DisplayRect& frame, AppState& appState, std::function<void()> onDismiss)
     : onDismiss_(std::move(onDismiss)), view_(std::make_unique<QQuickView>()) {

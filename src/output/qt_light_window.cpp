@@ -5,18 +5,10 @@
 #include <cmath>
 
 #include "output/ambient_gradient_view.h"
+#include "output/qt_geometry.h"
 #include "output/x11_window_hints.h"
 
 namespace tarvelo {
-
-namespace {
-
-QRect pixelRect(const DisplayRect& frame) {
-  return QRect(static_cast<int>(std::lround(frame.x)), static_cast<int>(std::lround(frame.y)),
-               static_cast<int>(std::lround(frame.width)), static_cast<int>(std::lround(frame.height)));
-}
-
-}  // namespace
 
 QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen)
     : window_(std::make_unique<QQuickWindow>()), view_(std::make_unique<AmbientGradientView>()) {
