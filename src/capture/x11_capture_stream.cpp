@@ -7,10 +7,11 @@
 #include <utility>
 
 #include "capture/capture_error.h"
-#include "capture/capture_pacer.h"
+#include "capture/minimum_interval.h"
 #include "capture/serial_queue.h"
 #include "capture/x11_frame_scaler.h"
 #include "capture/x11_screen_watcher.h"
+#include "support/change_pacer.h"
 
 namespace tarvelo {
 
@@ -103,19 +104,19 @@ void X11CaptureStream::stopCapture() {
 // The watcher thread: turns change reports into capture jobs, paced by the
 // minimum frame interval, until the stream stops or its output goes away.
 void X11CaptureStream::watch(PixelRect source) {
-  CapturePacer pacer(minimumIntervalOf(configuration_.minimumFrameInterval));
+  ChangePacer pacer(minimumIntervalOf(configuration_.minimumFrameInterval));
   X11ScreenWatcher& watcher = *shared_->watcher;
   while (!shared_->isStopped) {
     if (shared_->isCaptureFinished.exchange(false)) {
-      pacer.captureFinished();
+      pacer.finished();
       if (shared_->captureFailure) {
         end(*shared_->captureFailure);
         return;
       }
     }
-    const CapturePacer::Clock::time_point now = CapturePacer::Clock::now();
-    if (pacer.isCaptureDue(now)) {
-      pacer.captureStarted(now);
+    const ChangePacer::Clock::time_point now = ChangePacer::Clock::now();
+    if (pacer.isDue(now)) {
+      pacer.started(now);
       postCapture(source);
     }
     const ScreenChanges changes = watcher.wait(source, pacer.dueTime());
