@@ -2,7 +2,12 @@
 
 #include <QQuickWindow>
 #include <QSGImageNode>
+#include <QSGRendererInterface>
 #include <QSGTexture>
+
+#include <chrono>
+
+#include "output/light_software_node.h"
 
 namespace tarvelo {
 
@@ -24,6 +29,9 @@ AmbientGradientView::AmbientGradientView(QQuickItem* parent) : QQuickItem(parent
   colorAnimation_.setEndValue(1.0);
   colorAnimation_.setEasingCurve(QEasingCurve::Linear);
   connect(&colorAnimation_, &QVariantAnimation::valueChanged, this, &AmbientGradientView::showProgress);
+  deferredFrame_.setSingleShot(true);
+  deferredFrame_.setTimerType(Qt::PreciseTimer);
+  connect(&deferredFrame_, &QTimer::timeout, this, &AmbientGradientView::requestFrame);
 }
 
 AmbientGradientView::~AmbientGradientView() = default;
@@ -43,7 +51,30 @@ void AmbientGradientView::updateColors(const ZoneColorList& colors, double brigh
   colorAnimation_.stop();
   colorAnimation_.start();  // starts at 0: the colours shown now
   pictureDirty_ = true;
-  update();
+  requestFrame();
+}
+
+void AmbientGradientView::setMaximumFrameRate(std::int64_t framesPerSecond) {
+  using std::chrono::nanoseconds;
+  const nanoseconds interval = framesPerSecond > 0 ? nanoseconds(std::chrono::seconds(1)) / framesPerSecond
+                                                   : nanoseconds(0);
+  framePacer_ = ChangePacer(interval);
+}
+
+void AmbientGradientView::requestFrame() {
+  framePacer_.noteChange();
+  const ChangePacer::Clock::time_point now = ChangePacer::Clock::now();
+  if (framePacer_.isDue(now)) {
+    deferredFrame_.stop();
+    framePacer_.started(now);
+    framePacer_.finished();  // the scene graph draws it; nothing to wait for
+    update();
+    return;
+  }
+  if (deferredFrame_.isActive()) return;
+  if (const std::optional<ChangePacer::Clock::time_point> due = framePacer_.dueTime()) {
+    deferredFrame_.start(std::chrono::ceil<std::chrono::milliseconds>(*due - now));
+  }
 }
 
 void AmbientGradientView::setResolution(LightResolution resolution) {
@@ -72,7 +103,7 @@ void AmbientGradientView::layoutPicture() {
 void AmbientGradientView::showProgress(const QVariant& progress) {
   transition_.setProgress(progress.toDouble());
   pictureDirty_ = true;
-  update();
+  requestFrame();
 }
 
 QSGNode* AmbientGradientView::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* /*data*/) {
@@ -80,6 +111,28 @@ QSGNode* AmbientGradientView::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeD
     delete oldNode;
     return nullptr;
   }
+  // Picture texel k is centred at (k − 0.5) texels in the item: the whole
+  // picture, rim included, spans the item grown by one texel on every side.
+  // (A source rectangle that skipped the rim would not do: the software
+  // renderer clamps its filter to the source rectangle's edges.)
+  const double texelWidth = picture_.texelWidth();
+  const double texelHeight = picture_.texelHeight();
+  const QRectF pictureRect(-texelWidth, -texelHeight, width() + 2.0 * texelWidth, height() + 2.0 * texelHeight);
+  if (window()->rendererInterface()->graphicsApi() == QSGRendererInterface::Software) {
+    return updateSoftwareNode(oldNode, pictureRect);
+  }
+  return updateTextureNode(oldNode, pictureRect);
+}
+
+void AmbientGradientView::renderPicture(QImage& image) {
+  const QSize size(picture_.width(), picture_.height());
+  if (image.size() != size) image = QImage(size, QImage::Format_RGBX8888);
+  picture_.render(transition_.shown(), image.bits(), image.bytesPerLine());
+  ++pictureRenderCount_;
+  pictureDirty_ = false;
+}
+
+QSGNode* AmbientGradientView::updateTextureNode(QSGNode* oldNode, const QRectF& pictureRect) {
   auto* node = static_cast<QSGImageNode*>(oldNode);
   if (node == nullptr) {
     node = window()->createImageNode();
@@ -89,22 +142,26 @@ QSGNode* AmbientGradientView::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeD
     pictureDirty_ = true;
   }
   if (pictureDirty_ || node->texture() == nullptr) {
-    const QSize size(picture_.width(), picture_.height());
-    if (pictureImage_.size() != size) pictureImage_ = QImage(size, QImage::Format_RGBX8888);
-    picture_.render(transition_.shown(), pictureImage_.bits(), pictureImage_.bytesPerLine());
-    ++pictureRenderCount_;
+    renderPicture(textureImage_);
     // Replacing the texture deletes the previous one (the node owns it).
-    node->setTexture(window()->createTextureFromImage(pictureImage_, QQuickWindow::TextureIsOpaque));
-    pictureDirty_ = false;
+    node->setTexture(window()->createTextureFromImage(textureImage_, QQuickWindow::TextureIsOpaque));
   }
-  // Picture texel k is centred at (k − 0.5) texels in the item: the whole
-  // picture, rim included, spans the item grown by one texel on every side.
-  // (A source rectangle that skipped the rim would not do: the software
-  // renderer clamps its filter to the source rectangle's edges.)
-  const double texelWidth = picture_.texelWidth();
-  const double texelHeight = picture_.texelHeight();
-  node->setRect(QRectF(-texelWidth, -texelHeight, width() + 2.0 * texelWidth, height() + 2.0 * texelHeight));
+  node->setRect(pictureRect);
   node->setSourceRect(QRectF(0.0, 0.0, picture_.width(), picture_.height()));
+  return node;
+}
+
+QSGNode* AmbientGradientView::updateSoftwareNode(QSGNode* oldNode, const QRectF& pictureRect) {
+  auto* node = static_cast<LightSoftwareNode*>(oldNode);
+  if (node == nullptr) {
+    node = new LightSoftwareNode(window());
+    pictureDirty_ = true;
+  }
+  if (pictureDirty_) {
+    renderPicture(node->picture());
+    node->markDirty(QSGNode::DirtyMaterial);
+  }
+  node->place(pictureRect, size());
   return node;
 }
 

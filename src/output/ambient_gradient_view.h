@@ -2,14 +2,17 @@
 
 #include <QImage>
 #include <QQuickItem>
+#include <QTimer>
 #include <QVariantAnimation>
 
+#include <cstdint>
 #include <span>
 
 #include "output/ambient_gradient_model.h"
 #include "output/light_color_transition.h"
 #include "output/light_picture.h"
 #include "output/light_view.h"
+#include "support/change_pacer.h"
 
 namespace tarvelo {
 
@@ -20,11 +23,15 @@ namespace tarvelo {
 //
 // The blurred light has no detail finer than a fraction of the blur radius,
 // so it is drawn and blurred on the CPU as a small picture (LightPicture)
-// and handed to the scene graph as one texture that the GPU stretches over
-// the item with linear filtering. Each frame therefore costs a few thousand
-// texels of arithmetic plus one textured rectangle, whatever the screen size.
-// The picture's geometry and blur are rebuilt only when the item's size or
-// the model's blur radius changes; a frame only recolours.
+// and stretched over the item with linear filtering: by the GPU, as one
+// texture, or without one by LightSoftwareNode, straight into the window's
+// image. Each frame therefore costs a few thousand texels of arithmetic plus
+// the stretch. The picture's geometry and blur are rebuilt only when the
+// item's size or the model's blur radius changes; a frame only recolours.
+//
+// Frames are drawn when colours arrive and as the glide moves on, but never
+// more often than the maximum frame rate: without a GPU every frame is a
+// full-screen copy, and frames beyond the capture's rate show no newer light.
 //
 // Main thread only (as every QQuickItem); the scene graph reads the picture
 // during its synchronisation step, while the main thread waits.
@@ -37,6 +44,11 @@ class AmbientGradientView : public QQuickItem, public LightView {
 
   // Recolours the light from one frame's zone colours (see AmbientGradientModel).
   void updateColors(const ZoneColorList& colors, double brightness, double blurRadius, double spread) override;
+
+  // At most `framesPerSecond` frames a second; zero or less (the default)
+  // draws as often as there is something new to show. Requests that come
+  // too soon are drawn late, never dropped.
+  void setMaximumFrameRate(std::int64_t framesPerSecond);
 
   // Reduced by default; full resolution is for reference renderings only.
   void setResolution(LightResolution resolution);
@@ -63,17 +75,24 @@ class AmbientGradientView : public QQuickItem, public LightView {
  private:
   void layoutPicture();
   void showProgress(const QVariant& progress);
+  // Asks for a frame now, or when the frame rate allows.
+  void requestFrame();
+  void renderPicture(QImage& image);
+  QSGNode* updateTextureNode(QSGNode* oldNode, const QRectF& pictureRect);
+  QSGNode* updateSoftwareNode(QSGNode* oldNode, const QRectF& pictureRect);
 
   AmbientGradientModel model_;
   LightColorTransition transition_;
   LightPicture picture_;
   LightResolution resolution_ = LightResolution::reduced;
   QVariantAnimation colorAnimation_;
+  ChangePacer framePacer_{std::chrono::nanoseconds(0)};
+  QTimer deferredFrame_;
   int pictureLayoutCount_ = 0;
   // Set on the main thread, cleared by the scene graph once it has the new picture.
   bool pictureDirty_ = true;
   // Touched only while the scene graph synchronises (the main thread waits meanwhile).
-  QImage pictureImage_;
+  QImage textureImage_;
   int pictureRenderCount_ = 0;
 };
 

@@ -41,7 +41,9 @@ AmbientLightWindow::~AmbientLightWindow() {
 void AmbientLightWindow::setup(const Screen& screen, AppState& appState) {
   targetScreen_ = screen;
   appState_ = &appState;
-  window_ = platform_.createLightWindow(screen);
+  // The light never has newer colours than the capture delivers, so it is
+  // not redrawn more often either.
+  window_ = platform_.createLightWindow(screen, appState.captureRate());
   ambientView_ = window_ ? window_->view() : nullptr;
   if (appState.showFloatingHUD()) setupHUDWindow(screen, appState);
 }

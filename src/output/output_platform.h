@@ -55,8 +55,10 @@ class OutputPlatform {
 
   // Borderless, opaque black, covering `screen` exactly, above normal and
   // floating windows but below docks and panels, on all desktops, transparent
-  // to input; shown before it is returned.
-  virtual std::unique_ptr<LightWindow> createLightWindow(const Screen& screen) = 0;
+  // to input; shown before it is returned. Its light is redrawn at most
+  // `maximumFramesPerSecond` times a second (zero or less: no limit).
+  virtual std::unique_ptr<LightWindow> createLightWindow(const Screen& screen,
+                                                         std::int64_t maximumFramesPerSecond) = 0;
 
   // The HUD at `frame` (global space), floating, on all desktops, shown at
   // alpha 1, hosting the HUD view of `appState`; the view's hide button calls

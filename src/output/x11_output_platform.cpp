@@ -7,6 +7,7 @@
 #include <QScreen>
 #include <utility>
 
+#include "output/ambient_gradient_view.h"
 #include "output/qt_hud_window.h"
 #include "output/qt_light_window.h"
 #include "output/x11_mouse_monitor.h"
@@ -41,8 +42,11 @@ QScreen* X11OutputPlatform::qtScreenFor(const Screen& screen) const {
   return nullptr;
 }
 
-std::unique_ptr<LightWindow> X11OutputPlatform::createLightWindow(const Screen& screen) {
-  return std::make_unique<QtLightWindow>(screen.frame, qtScreenFor(screen));
+std::unique_ptr<LightWindow> X11OutputPlatform::createLightWindow(const Screen& screen,
+                                                                  std::int64_t maximumFramesPerSecond) {
+  auto window = std::make_unique<QtLightWindow>(screen.frame, qtScreenFor(screen));
+  window->gradientView().setMaximumFrameRate(maximumFramesPerSecond);
+  return window;
 }
 
 std::unique_ptr<HudWindow> X11OutputPlatform::createHudWindow(const DisplayRect& frame, AppState& appState,

@@ -33,7 +33,7 @@ class X11OutputPlatform final : public OutputPlatform {
   X11OutputPlatform(const X11OutputPlatform&) = delete;
   X11OutputPlatform& operator=(const X11OutputPlatform&) = delete;
 
-  std::unique_ptr<LightWindow> createLightWindow(const Screen& screen) override;
+  std::unique_ptr<LightWindow> createLightWindow(const Screen& screen, std::int64_t maximumFramesPerSecond) override;
   std::unique_ptr<HudWindow> createHudWindow(const DisplayRect& frame, AppState& appState,
                                              std::function<void()> onDismiss) override;
 

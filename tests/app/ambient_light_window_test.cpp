@@ -50,6 +50,13 @@ TEST_F(AmbientLightWindowTest, SetupShowsTheLightWindowOnTheScreenAndExposesItsV
   EXPECT_EQ(controller->ambientView(), fakes.output.lightWindows[0]->view.get());
 }
 
+TEST_F(AmbientLightWindowTest, TheLightIsRedrawnNoMoreOftenThanTheCaptureRate) {
+  appState->setCaptureRate(15);
+  controller->setup(kLightScreen, *appState);
+  ASSERT_EQ(fakes.output.lightWindows.size(), 1U);
+  EXPECT_EQ(fakes.output.lightWindows[0]->maximumFramesPerSecond, 15);
+}
+
 TEST_F(AmbientLightWindowTest, HudOffAtStartMeansNoHudNoMonitorNoTimerAndCloseStillWorks) {
   appState->setShowFloatingHUD(false);
   controller->setup(kLightScreen, *appState);

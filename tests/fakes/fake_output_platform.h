@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -38,6 +39,7 @@ class FakeLightView final : public LightView {
 // What happened to one light window; kept by the platform after the window is gone.
 struct LightWindowRecord {
   Screen screen;
+  std::int64_t maximumFramesPerSecond = 0;
   std::shared_ptr<FakeLightView> view = std::make_shared<FakeLightView>();
   bool orderedOut = false;
   bool destroyed = false;
@@ -115,10 +117,11 @@ class FakeOutputPlatform final : public OutputPlatform {
   std::vector<std::shared_ptr<HudWindowRecord>> hudWindows;
   std::vector<MonitorToken> removedMonitors;
 
-  std::unique_ptr<LightWindow> createLightWindow(const Screen& screen) override {
+  std::unique_ptr<LightWindow> createLightWindow(const Screen& screen, std::int64_t maximumFramesPerSecond) override {
     recordCall(log, "output.createLightWindow");
     auto record = std::make_shared<LightWindowRecord>();
     record->screen = screen;
+    record->maximumFramesPerSecond = maximumFramesPerSecond;
     lightWindows.push_back(record);
     return std::make_unique<FakeLightWindow>(record, log);
   }

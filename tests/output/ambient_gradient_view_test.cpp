@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QEventLoop>
 #include <QGuiApplication>
 #include <QImage>
+#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
@@ -397,6 +399,30 @@ TEST(AmbientGradientViewTest, TheSameColoursAgainDrawNoNewPicture) {
   renderer.view().updateColors(uniformZones(0.3F, 0.3F, 0.3F), 1.0, 60.0, 1.0);
   renderer.renderFrame(20ms);
   EXPECT_EQ(renderer.view().pictureRenderCount(), renders + 1);
+}
+
+TEST(AmbientGradientViewTest, UnderAFrameRateLimitATooEarlyFrameIsDrawnLaterNotDropped) {
+  OffscreenLightRenderer renderer(QSize(320, 180));
+  // Two frames a second: the second colours below arrive far sooner than
+  // half a second after the first frame.
+  renderer.view().setMaximumFrameRate(2);
+  renderer.view().updateColors(uniformZones(0.9F, 0.1F, 0.1F), 1.0, 60.0, 1.0);
+  const QImage first = renderer.renderFrame();
+  const int renders = renderer.view().pictureRenderCount();
+
+  renderer.view().updateColors(uniformZones(0.1F, 0.1F, 0.9F), 1.0, 60.0, 1.0);
+  EXPECT_EQ(renderer.renderFrame(100ms), first);
+  EXPECT_EQ(renderer.view().pictureRenderCount(), renders);
+
+  // Once the half second is over the held-back frame asks to be drawn by
+  // itself, showing where the colours are by then (at the end of their glide).
+  QEventLoop loop;
+  QTimer::singleShot(700ms, &loop, &QEventLoop::quit);
+  loop.exec();
+  const QImage later = renderer.renderFrame();
+  EXPECT_EQ(renderer.view().pictureRenderCount(), renders + 1);
+  EXPECT_GT(qBlue(later.pixel(160, 0)), 200);
+  EXPECT_LT(qRed(later.pixel(160, 0)), 60);
 }
 
 TEST(AmbientGradientViewTest, BeforeAnyFrameTheLightIsBlack) {

@@ -26,7 +26,7 @@ class LightWindowOnX11 : public ::testing::Test {
  protected:
   // The window as the controller gets it, shown and exposed.
   QtLightWindow& openLightWindow() {
-    window_ = platform_.createLightWindow(bottomScreen());
+    window_ = platform_.createLightWindow(bottomScreen(), 30);
     auto* light = dynamic_cast<QtLightWindow*>(window_.get());
     EXPECT_NE(light, nullptr);
     EXPECT_TRUE(QTest::qWaitForWindowExposed(&light->window()));

@@ -158,8 +158,8 @@ class WitnessedPlatform final : public OutputPlatform {
  public:
   WitnessedPlatform(OutputPlatform& inner, MainQueue& mainQueue) : inner_(inner), mainQueue_(mainQueue) {}
 
-  std::unique_ptr<LightWindow> createLightWindow(const Screen& screen) override {
-    return inner_.createLightWindow(screen);
+  std::unique_ptr<LightWindow> createLightWindow(const Screen& screen, std::int64_t maximumFramesPerSecond) override {
+    return inner_.createLightWindow(screen, maximumFramesPerSecond);
   }
   std::unique_ptr<HudWindow> createHudWindow(const DisplayRect& frame, AppState& appState,
                                              std::function<void()> onDismiss) override {
