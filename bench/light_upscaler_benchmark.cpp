@@ -17,7 +17,7 @@ struct ScreenCase {
   int pictureHeight;
   int imageWidth;
   int imageHeight;
-  tarvelo::PicturePlacement placement;
+  tarvelo::LightRect placement;
 };
 
 constexpr ScreenCase kFullHd{98, 56, 1920, 1080, {-19.6, -19.3, 1959.2, 1118.6}};

@@ -75,7 +75,7 @@ void LightSoftwareNode::render(const RenderState* state) {
                            ceilToInt(drawn.right() - 0.5), ceilToInt(drawn.bottom() - 0.5)};
   upscaler_.stretch(
       RgbaPictureView{picture_.constBits(), picture_.width(), picture_.height(), picture_.bytesPerLine()},
-      PicturePlacement{picture.x(), picture.y(), picture.width(), picture.height()},
+      LightRect{picture.x(), picture.y(), picture.width(), picture.height()},
       Argb32ImageView{reinterpret_cast<std::uint32_t*>(target->bits()), target->width(), target->height(),
                       target->bytesPerLine()},
       region);

@@ -443,7 +443,7 @@ LightUpscaler::LightUpscaler(UpscalerInstructions instructions) : instructions_(
   if (!isAvailable(instructions_)) fatalError("light upscaler: instructions not available on this processor");
 }
 
-void LightUpscaler::stretch(const RgbaPictureView& picture, const PicturePlacement& placement,
+void LightUpscaler::stretch(const RgbaPictureView& picture, const LightRect& placement,
                             const Argb32ImageView& image, PixelRegion region) {
   const int left = std::max(region.left, 0);
   const int top = std::max(region.top, 0);
@@ -451,7 +451,7 @@ void LightUpscaler::stretch(const RgbaPictureView& picture, const PicturePlaceme
   const int bottom = std::min(region.bottom, image.height);
   if (left >= right || top >= bottom) return;
   if (picture.width <= 0 || picture.height <= 0) return;
-  const bool placementIsFinite = std::isfinite(placement.left) && std::isfinite(placement.top) &&
+  const bool placementIsFinite = std::isfinite(placement.x) && std::isfinite(placement.y) &&
                                  std::isfinite(placement.width) && std::isfinite(placement.height);
   if (!placementIsFinite || !(placement.width > 0.0) || !(placement.height > 0.0)) return;
 
@@ -480,13 +480,13 @@ void LightUpscaler::stretch(const RgbaPictureView& picture, const PicturePlaceme
     const int block = slot / kBlockPixels;
     const int pixel = std::min(block * kBlockPixels + kernels.slotOrder[slot % kBlockPixels], regionWidth - 1);
     const TexelBlend blend =
-        texelBlendAt(texelPosition(left + pixel, placement.left, placement.width, picture.width), picture.width);
+        texelBlendAt(texelPosition(left + pixel, placement.x, placement.width, picture.width), picture.width);
     slotRampOffsets_[static_cast<std::size_t>(slot)] = blend.index * kRampLanes;
     std::fill_n(slotWeights_.begin() + slot * kLanes, kLanes, static_cast<std::int16_t>(blend.weight));
   }
 
   const auto rowBlendAt = [&](int y) {
-    return texelBlendAt(texelPosition(y, placement.top, placement.height, picture.height), picture.height);
+    return texelBlendAt(texelPosition(y, placement.y, placement.height, picture.height), picture.height);
   };
   // The picture is new with every call: nothing expanded before is valid.
   upperRowIndex_ = lowerRowIndex_ = -1;

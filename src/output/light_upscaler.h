@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "output/ambient_gradient_model.h"
+
 namespace tarvelo {
 
 // A picture of opaque texels, bytes red, green, blue, alpha, rows `bytesPerLine` apart.
@@ -21,17 +23,6 @@ struct Argb32ImageView {
   int width = 0;
   int height = 0;
   std::ptrdiff_t bytesPerLine = 0;
-};
-
-// Where the whole picture lies on the image, in image pixels (fractional; may
-// reach beyond the image).
-struct PicturePlacement {
-  double left = 0;
-  double top = 0;
-  double width = 0;
-  double height = 0;
-
-  friend bool operator==(const PicturePlacement&, const PicturePlacement&) = default;
 };
 
 // The image pixels to write: columns [left, right), rows [top, bottom);
@@ -78,12 +69,13 @@ class LightUpscaler {
   UpscalerInstructions instructions() const { return instructions_; }
 
   // Writes every pixel of `region` (clipped to the image) with the picture
-  // stretched over `placement`, sampled bilinearly at pixel centres with
-  // clamp-to-edge, alpha 0xFF. Pixels outside the region are left as they
+  // stretched over `placement` (where the whole picture lies on the image, in
+  // image pixels; fractional, and it may reach beyond the image), sampled
+  // bilinearly at pixel centres with clamp-to-edge, alpha 0xFF. Pixels outside the region are left as they
   // are. An empty picture, a placement without area (or not finite) or an
   // empty region writes nothing. Reuses its buffers: after the first call
   // for a given size it allocates nothing.
-  void stretch(const RgbaPictureView& picture, const PicturePlacement& placement, const Argb32ImageView& image,
+  void stretch(const RgbaPictureView& picture, const LightRect& placement, const Argb32ImageView& image,
                PixelRegion region);
 
  private:

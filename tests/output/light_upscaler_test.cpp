@@ -95,9 +95,9 @@ TestImage markedImage(int width, int height, int paddingWords) {
 }
 
 // The GPU's linear filter with clamp-to-edge, in double precision.
-double exactChannel(const TestPicture& picture, const PicturePlacement& placement, int x, int y, int index) {
-  const double s = (x + 0.5 - placement.left) / placement.width * picture.width - 0.5;
-  const double t = (y + 0.5 - placement.top) / placement.height * picture.height - 0.5;
+double exactChannel(const TestPicture& picture, const LightRect& placement, int x, int y, int index) {
+  const double s = (x + 0.5 - placement.x) / placement.width * picture.width - 0.5;
+  const double t = (y + 0.5 - placement.y) / placement.height * picture.height - 0.5;
   const double column = std::floor(s);
   const double row = std::floor(t);
   const double fx = s - column;
@@ -128,7 +128,7 @@ bool inside(const PixelRegion& region, int x, int y) {
 
 // Every pixel of the clipped region is opaque and within `tolerance` of the
 // exact value rounded, per channel; every pixel outside it still its marker.
-::testing::AssertionResult stretchedCorrectly(const TestPicture& picture, const PicturePlacement& placement,
+::testing::AssertionResult stretchedCorrectly(const TestPicture& picture, const LightRect& placement,
                                               const TestImage& image, PixelRegion region, int tolerance = 1) {
   const PixelRegion written = clippedTo(image, region);
   for (int y = 0; y < image.height; ++y) {
@@ -156,11 +156,11 @@ bool inside(const PixelRegion& region, int x, int y) {
   return ::testing::AssertionSuccess();
 }
 
-std::string describe(const PicturePlacement& placement, const TestPicture& picture, const TestImage& image,
+std::string describe(const LightRect& placement, const TestPicture& picture, const TestImage& image,
                      const PixelRegion& region) {
   std::ostringstream text;
   text << picture.width << "x" << picture.height << " (" << picture.bytesPerLine << " bytes a row) over "
-       << placement.left << ", " << placement.top << " " << placement.width << "x" << placement.height << " on "
+       << placement.x << ", " << placement.y << " " << placement.width << "x" << placement.height << " on "
        << image.width << "x" << image.height << " (" << image.wordsPerLine << " words a row), region "
        << region.left << ", " << region.top << " to " << region.right << ", " << region.bottom;
   return text.str();
@@ -206,12 +206,12 @@ TEST_P(LightUpscalerTest, RandomUpscalesMatchTheExactBilinearFilter) {
     TestImage image = markedImage(uniformInt(1, 260), uniformInt(1, 150), uniformInt(0, 5));
     const double scaleX = uniform(2.0, 40.0);
     const double scaleY = uniform(2.0, 40.0);
-    PicturePlacement placement;
+    LightRect placement;
     placement.width = picture.width * scaleX;
     placement.height = picture.height * scaleY;
     // Anywhere from hanging off the left or top to starting inside the image.
-    placement.left = uniform(-placement.width * 0.75, image.width * 0.5);
-    placement.top = uniform(-placement.height * 0.75, image.height * 0.5);
+    placement.x = uniform(-placement.width * 0.75, image.width * 0.5);
+    placement.y = uniform(-placement.height * 0.75, image.height * 0.5);
     const PixelRegion region{0, 0, image.width, image.height};
     upscaler.stretch(picture.view(), placement, image.view(), region);
     ASSERT_TRUE(stretchedCorrectly(picture, placement, image, region)) << describe(placement, picture, image, region);
@@ -227,7 +227,7 @@ TEST_P(LightUpscalerTest, RoundsToNearestWithoutBias) {
   for (int round = 0; round < 12; ++round) {
     const TestPicture picture = randomPicture(random, uniformInt(3, 40), uniformInt(3, 30), 0);
     TestImage image = markedImage(200, 120, 0);
-    const PicturePlacement placement{uniform(-25.0, 0.0), uniform(-25.0, 0.0), uniform(220.0, 400.0),
+    const LightRect placement{uniform(-25.0, 0.0), uniform(-25.0, 0.0), uniform(220.0, 400.0),
                                      uniform(130.0, 250.0)};
     upscaler.stretch(picture.view(), placement, image.view(), {0, 0, image.width, image.height});
     for (int y = 0; y < image.height; ++y) {
@@ -250,11 +250,11 @@ TEST_P(LightUpscalerTest, DownscalesMatchTheExactBilinearFilter) {
   for (int round = 0; round < 30; ++round) {
     const TestPicture picture = randomPicture(random, uniformInt(1, 120), uniformInt(1, 90), uniformInt(0, 7));
     TestImage image = markedImage(uniformInt(1, 80), uniformInt(1, 60), uniformInt(0, 3));
-    PicturePlacement placement;
+    LightRect placement;
     placement.width = picture.width * uniform(0.05, 1.0);
     placement.height = picture.height * uniform(0.05, 1.0);
-    placement.left = uniform(-placement.width * 0.5, image.width * 0.5);
-    placement.top = uniform(-placement.height * 0.5, image.height * 0.5);
+    placement.x = uniform(-placement.width * 0.5, image.width * 0.5);
+    placement.y = uniform(-placement.height * 0.5, image.height * 0.5);
     const PixelRegion region{0, 0, image.width, image.height};
     upscaler.stretch(picture.view(), placement, image.view(), region);
     ASSERT_TRUE(stretchedCorrectly(picture, placement, image, region)) << describe(placement, picture, image, region);
@@ -264,7 +264,7 @@ TEST_P(LightUpscalerTest, DownscalesMatchTheExactBilinearFilter) {
 TEST_P(LightUpscalerTest, OneToOneAtWholePixelsCopiesTheTexels) {
   const TestPicture picture = randomPicture(random, 37, 21, 3);
   TestImage image = markedImage(50, 30, 1);
-  const PicturePlacement placement{5.0, -2.0, 37.0, 21.0};
+  const LightRect placement{5.0, -2.0, 37.0, 21.0};
   const PixelRegion region{0, 0, image.width, image.height};
   upscaler.stretch(picture.view(), placement, image.view(), region);
   ASSERT_TRUE(stretchedCorrectly(picture, placement, image, region, 0));
@@ -278,7 +278,7 @@ TEST_P(LightUpscalerTest, OneToOneAtWholePixelsCopiesTheTexels) {
 TEST_P(LightUpscalerTest, OneToOneAtFractionalOffsetsMatches) {
   const TestPicture picture = randomPicture(random, 40, 25, 1);
   TestImage image = markedImage(43, 27, 0);
-  const PicturePlacement placement{1.37, 0.81, 40.0, 25.0};
+  const LightRect placement{1.37, 0.81, 40.0, 25.0};
   const PixelRegion region{0, 0, image.width, image.height};
   upscaler.stretch(picture.view(), placement, image.view(), region);
   EXPECT_TRUE(stretchedCorrectly(picture, placement, image, region));
@@ -289,7 +289,7 @@ TEST_P(LightUpscalerTest, LightWindowPictureWithItsRimMatches) {
   // every edge of the image.
   const TestPicture picture = randomPicture(random, 98, 56, 0);
   TestImage image = markedImage(1920, 1080, 0);
-  const PicturePlacement placement{-19.6, -19.3, 1959.2, 1118.6};
+  const LightRect placement{-19.6, -19.3, 1959.2, 1118.6};
   const PixelRegion region{0, 0, image.width, image.height};
   upscaler.stretch(picture.view(), placement, image.view(), region);
   EXPECT_TRUE(stretchedCorrectly(picture, placement, image, region));
@@ -299,9 +299,9 @@ TEST_P(LightUpscalerTest, WritesOnlyTheRegion) {
   for (int round = 0; round < 20; ++round) {
     const TestPicture picture = randomPicture(random, uniformInt(2, 20), uniformInt(2, 12), uniformInt(0, 5));
     TestImage image = markedImage(uniformInt(2, 200), uniformInt(2, 120), uniformInt(0, 4));
-    PicturePlacement placement{uniform(-30.0, 0.0), uniform(-30.0, 0.0), 0.0, 0.0};
-    placement.width = image.width - 2.0 * placement.left;
-    placement.height = image.height - 2.0 * placement.top;
+    LightRect placement{uniform(-30.0, 0.0), uniform(-30.0, 0.0), 0.0, 0.0};
+    placement.width = image.width - 2.0 * placement.x;
+    placement.height = image.height - 2.0 * placement.y;
     const int left = uniformInt(0, image.width - 1);
     const int top = uniformInt(0, image.height - 1);
     const PixelRegion region{left, top, uniformInt(left + 1, image.width), uniformInt(top + 1, image.height)};
@@ -312,7 +312,7 @@ TEST_P(LightUpscalerTest, WritesOnlyTheRegion) {
 
 TEST_P(LightUpscalerTest, RegionsReachingOutsideTheImageAreClipped) {
   const TestPicture picture = randomPicture(random, 9, 7, 2);
-  const PicturePlacement placement{-12.5, -8.25, 180.0, 110.0};
+  const LightRect placement{-12.5, -8.25, 180.0, 110.0};
   const PixelRegion regions[] = {
       {-40, -30, 70, 50},    // over the top-left corner
       {90, 60, 400, 300},    // over the bottom-right corner
@@ -335,7 +335,7 @@ TEST_P(LightUpscalerTest, PixelsBeyondThePlacementTakeTheEdgeTexels) {
   picture.bytesPerLine = 8;
   picture.bytes = {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255, 255, 255, 255};
   TestImage image = markedImage(60, 40, 0);
-  const PicturePlacement placement{20.0, 10.0, 20.0, 20.0};
+  const LightRect placement{20.0, 10.0, 20.0, 20.0};
   upscaler.stretch(picture.view(), placement, image.view(), {0, 0, 60, 40});
   EXPECT_EQ(image.pixel(0, 0), 0xFFFF0000U);
   EXPECT_EQ(image.pixel(59, 0), 0xFF00FF00U);
@@ -363,7 +363,7 @@ TEST_P(LightUpscalerTest, SingleRowsAndColumnsStretch) {
   for (const auto& [width, height] : {std::pair{1, 9}, std::pair{9, 1}, std::pair{1, 1}, std::pair{2, 1}}) {
     const TestPicture picture = randomPicture(random, width, height, 3);
     TestImage image = markedImage(71, 45, 1);
-    const PicturePlacement placement{-3.3, 2.7, 80.0, 40.0};
+    const LightRect placement{-3.3, 2.7, 80.0, 40.0};
     upscaler.stretch(picture.view(), placement, image.view(), {0, 0, 71, 45});
     EXPECT_TRUE(stretchedCorrectly(picture, placement, image, {0, 0, 71, 45}))
         << describe(placement, picture, image, {0, 0, 71, 45});
@@ -372,7 +372,7 @@ TEST_P(LightUpscalerTest, SingleRowsAndColumnsStretch) {
 
 TEST_P(LightUpscalerTest, NothingToDrawWritesNothing) {
   const TestPicture picture = randomPicture(random, 8, 6, 0);
-  const PicturePlacement placement{-4.0, -4.0, 72.0, 48.0};
+  const LightRect placement{-4.0, -4.0, 72.0, 48.0};
   const PixelRegion all{0, 0, 64, 40};
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinity = std::numeric_limits<double>::infinity();
@@ -386,9 +386,9 @@ TEST_P(LightUpscalerTest, NothingToDrawWritesNothing) {
   expectUntouched("picture without columns");
   upscaler.stretch(RgbaPictureView{picture.bytes.data(), 8, -1, 32}, placement, image.view(), all);
   expectUntouched("picture with negative height");
-  for (const PicturePlacement& flat : {PicturePlacement{0, 0, 0, 40}, PicturePlacement{0, 0, 64, -1},
-                                       PicturePlacement{nan, 0, 64, 40}, PicturePlacement{0, 0, infinity, 40},
-                                       PicturePlacement{0, -infinity, 64, 40}, PicturePlacement{0, 0, 64, nan}}) {
+  for (const LightRect& flat : {LightRect{0, 0, 0, 40}, LightRect{0, 0, 64, -1},
+                                       LightRect{nan, 0, 64, 40}, LightRect{0, 0, infinity, 40},
+                                       LightRect{0, -infinity, 64, 40}, LightRect{0, 0, 64, nan}}) {
     upscaler.stretch(picture.view(), flat, image.view(), all);
     expectUntouched("placement without area");
   }
@@ -406,7 +406,7 @@ TEST_P(LightUpscalerTest, ReuseAcrossChangingSizesStaysExact) {
   for (const auto& size : sizes) {
     const TestPicture picture = randomPicture(random, size[0], size[1], 1);
     TestImage image = markedImage(size[2], size[3], 2);
-    const PicturePlacement placement{-7.1, -6.9, size[2] + 14.2, size[3] + 13.8};
+    const LightRect placement{-7.1, -6.9, size[2] + 14.2, size[3] + 13.8};
     const PixelRegion region{0, 0, size[2], size[3]};
     upscaler.stretch(picture.view(), placement, image.view(), region);
     ASSERT_TRUE(stretchedCorrectly(picture, placement, image, region)) << describe(placement, picture, image, region);
@@ -417,7 +417,7 @@ TEST_P(LightUpscalerTest, EachCallDrawsItsOwnPicture) {
   // The second call needs only the picture rows the first one ended on.
   const TestPicture first = randomPicture(random, 12, 8, 0);
   const TestPicture second = randomPicture(random, 12, 8, 0);
-  const PicturePlacement placement{-10.0, -10.0, 240.0, 160.0};
+  const LightRect placement{-10.0, -10.0, 240.0, 160.0};
   const PixelRegion bottomBand{0, 130, 220, 140};
   TestImage image = markedImage(220, 140, 0);
   upscaler.stretch(first.view(), placement, image.view(), bottomBand);
@@ -430,7 +430,7 @@ TEST_P(LightUpscalerTest, RepeatedCallsOfOneSizeAllocateNothing) {
   const TestPicture first = randomPicture(random, 98, 56, 0);
   const TestPicture second = randomPicture(random, 98, 56, 0);
   TestImage image = markedImage(640, 360, 0);
-  const PicturePlacement placement{-6.5, -6.4, 653.0, 372.8};
+  const LightRect placement{-6.5, -6.4, 653.0, 372.8};
   const PixelRegion region{0, 0, 640, 360};
   upscaler.stretch(first.view(), placement, image.view(), region);
 
@@ -472,7 +472,7 @@ TEST(LightUpscalerInstructionsTest, AllInstructionsGiveTheSameImage) {
     const TestPicture picture = randomPicture(random, 2 + round % 17, 2 + round % 11, round % 5);
     const int width = 1 + static_cast<int>(unit(random) * 300);
     const int height = 1 + static_cast<int>(unit(random) * 120);
-    const PicturePlacement placement{-unit(random) * 30, -unit(random) * 30, width * (0.3 + unit(random) * 1.5),
+    const LightRect placement{-unit(random) * 30, -unit(random) * 30, width * (0.3 + unit(random) * 1.5),
                                      height * (0.3 + unit(random) * 1.5)};
     const PixelRegion region{-3, 1, width - 2, height + 5};
     TestImage reference = markedImage(width, height, 1);
