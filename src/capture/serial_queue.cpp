@@ -55,6 +55,19 @@ void SerialQueue::post(std::function<void()> job) {
   state_->wake.notify_one();
 }
 
+void SerialQueue::waitUntilIdle() {
+  std::mutex mutex;
+  std::condition_variable drained;
+  bool isDrained = false;
+  post([&] {
+    std::lock_guard lock(mutex);
+    isDrained = true;
+    drained.notify_all();
+  });
+  std::unique_lock lock(mutex);
+  drained.wait(lock, [&] { return isDrained; });
+}
+
 bool SerialQueue::isCurrent() const { return currentQueueState == state_.get(); }
 
 void SerialQueue::run(std::shared_ptr<State> state, std::string threadName) {

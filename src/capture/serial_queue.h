@@ -26,6 +26,10 @@ class SerialQueue {
   // job in place.
   void post(std::function<void()> job);
 
+  // Waits until every job posted before the call has run. Never from a job
+  // of this queue, which would wait for itself.
+  void waitUntilIdle();
+
   // True only when called from a job running on this queue.
   bool isCurrent() const;
 

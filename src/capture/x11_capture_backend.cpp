@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "capture/serial_queue.h"
 #include "capture/x11_connection.h"
 #include "capture/x11_outputs.h"
 
@@ -13,21 +14,24 @@ namespace tarvelo {
 X11CaptureBackend::X11CaptureBackend(std::optional<std::string> displayName, X11CaptureTuning tuning)
     : displayName_(std::move(displayName)),
       tuning_(tuning),
-      connection_(std::make_unique<X11Connection>(displayName_)) {}
+      connection_(std::make_unique<X11Connection>(displayName_)),
+      queryQueue_(std::make_unique<SerialQueue>("tarvelo.x11query")) {}
 
 X11CaptureBackend::~X11CaptureBackend() = default;
 
 void X11CaptureBackend::queryShareableDisplays(ShareableDisplaysCompletion completion) {
-  std::vector<DisplayId> displays;
-  std::exception_ptr failure;
-  try {
-    if (connection_->hasFailed()) throw std::runtime_error("The connection to the X server was lost.");
-    displays = activeOutputIds(connection_->get(), connection_->root());
-  } catch (...) {
-    failure = std::current_exception();
-    displays.clear();
-  }
-  completion(std::move(displays), failure);
+  queryQueue_->post([this, completion = std::move(completion)] {
+    std::vector<DisplayId> displays;
+    std::exception_ptr failure;
+    try {
+      if (connection_->hasFailed()) throw std::runtime_error("The connection to the X server was lost.");
+      displays = activeOutputIds(connection_->get(), connection_->root());
+    } catch (...) {
+      failure = std::current_exception();
+      displays.clear();
+    }
+    completion(std::move(displays), failure);
+  });
 }
 
 std::unique_ptr<CaptureStream> X11CaptureBackend::makeStream(DisplayId display,
@@ -35,7 +39,7 @@ std::unique_ptr<CaptureStream> X11CaptureBackend::makeStream(DisplayId display,
                                                              CaptureStreamDelegate& delegate) {
   // Each stream opens its own connections when it starts: its change reports
   // and its capture requests then never wait behind another stream's.
-  return std::make_unique<X11CaptureStream>(displayName_, display, configuration, delegate, tuning_);
+  return std::make_unique<X11CaptureStream>(displayName_, display, configuration, delegate, tuning_, streamSlots_);
 }
 
 }  // namespace tarvelo

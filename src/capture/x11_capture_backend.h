@@ -9,6 +9,7 @@
 
 namespace tarvelo {
 
+class SerialQueue;
 class X11Connection;
 
 // Screen capture on an X server: the capturable displays are the active RandR
@@ -26,7 +27,8 @@ class X11CaptureBackend final : public CaptureBackend {
   X11CaptureBackend(const X11CaptureBackend&) = delete;
   X11CaptureBackend& operator=(const X11CaptureBackend&) = delete;
 
-  // Answers on the calling thread, before returning.
+  // Returns at once and answers on the backend's own worker: the question is a
+  // round trip, and a hung server must not hold the caller (the main thread).
   void queryShareableDisplays(ShareableDisplaysCompletion completion) override;
   std::unique_ptr<CaptureStream> makeStream(DisplayId display, const StreamConfiguration& configuration,
                                             CaptureStreamDelegate& delegate) override;
@@ -34,7 +36,11 @@ class X11CaptureBackend final : public CaptureBackend {
  private:
   std::optional<std::string> displayName_;
   X11CaptureTuning tuning_;
-  std::unique_ptr<X11Connection> connection_;
+  std::unique_ptr<X11Connection> connection_;  // used on queryQueue_ only
+  std::shared_ptr<X11StreamSlots> streamSlots_ = std::make_shared<X11StreamSlots>(kMaxX11Streams);
+  // Last, so that it goes first: a query under way finishes before the
+  // connection it uses is closed.
+  std::unique_ptr<SerialQueue> queryQueue_;
 };
 
 }  // namespace tarvelo

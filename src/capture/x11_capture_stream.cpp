@@ -1,8 +1,6 @@
 #include "capture/x11_capture_stream.h"
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -15,10 +13,24 @@
 
 namespace tarvelo {
 
+// Holds one of the streams' slots for as long as the stream's connections live.
+class HeldStreamSlot {
+ public:
+  explicit HeldStreamSlot(std::shared_ptr<X11StreamSlots> slots) : slots_(std::move(slots)) { slots_->acquire(); }
+  ~HeldStreamSlot() { slots_->release(); }
+
+  HeldStreamSlot(const HeldStreamSlot&) = delete;
+  HeldStreamSlot& operator=(const HeldStreamSlot&) = delete;
+
+ private:
+  std::shared_ptr<X11StreamSlots> slots_;
+};
+
 struct X11CaptureStream::Shared {
   explicit Shared(CaptureStreamDelegate& streamDelegate) : delegate(streamDelegate) {}
 
   CaptureStreamDelegate& delegate;
+  std::unique_ptr<HeldStreamSlot> slot;  // declared first: released after the connections close
   std::unique_ptr<X11ScreenWatcher> watcher;  // waited on by the watcher thread; woken from anywhere
   std::unique_ptr<X11FrameScaler> scaler;     // used only by capture jobs on the output queue
   std::atomic<bool> isStopped = false;
@@ -32,16 +44,21 @@ struct X11CaptureStream::Shared {
 
 X11CaptureStream::X11CaptureStream(std::optional<std::string> displayName, DisplayId display,
                                    const StreamConfiguration& configuration, CaptureStreamDelegate& delegate,
-                                   X11CaptureTuning tuning)
+                                   X11CaptureTuning tuning, std::shared_ptr<X11StreamSlots> slots)
     : displayName_(std::move(displayName)),
       display_(display),
       configuration_(configuration),
       delegate_(delegate),
       tuning_(tuning),
+      slots_(std::move(slots)),
       shared_(std::make_shared<Shared>(delegate)) {}
 
 X11CaptureStream::~X11CaptureStream() {
-  stopCapture();
+  // A set-up still queued finds the stream stopped; one under way is waited
+  // for, so that the watcher it may make is there to be woken and joined.
+  shared_->isStopped = true;
+  waitForDeliveries();
+  if (shared_->watcher) shared_->watcher->wake();
   if (watchThread_.joinable()) {
     // The watcher thread only ever ends the stream, never destroys it, but a
     // delegate could; a thread cannot join itself.
@@ -60,12 +77,25 @@ void X11CaptureStream::addStreamOutput(std::shared_ptr<SerialQueue> queue) {
   queue_ = std::move(queue);
 }
 
+// The set-up waits for a stream slot and makes round trips to the server, so
+// it runs on the capture queue, never on the caller's (the main) thread.
 void X11CaptureStream::startCapture(std::function<void(std::exception_ptr)> completion) {
-  std::exception_ptr failure;
+  if (!queue_) {
+    completion(std::make_exception_ptr(std::logic_error("The capture stream has no output queue.")));
+    return;
+  }
+  queue_->post([this, completion = std::move(completion)]() mutable {
+    // Reported once, then dropped: the completion may hold the stream itself.
+    std::function<void(std::exception_ptr)> report = std::move(completion);
+    report(setUp());
+  });
+}
+
+std::exception_ptr X11CaptureStream::setUp() {
   std::optional<PixelRect> source;
   try {
     if (isStarted_) throw std::logic_error("The capture stream was already started.");
-    if (!queue_) throw std::logic_error("The capture stream has no output queue.");
+    if (shared_->isStopped) throw std::logic_error("The capture stream was stopped before it started.");
     if (configuration_.pixelFormat != kPixelFormatBGRA) {
       throw std::invalid_argument("X11 screen capture delivers BGRA frames only.");
     }
@@ -75,6 +105,7 @@ void X11CaptureStream::startCapture(std::function<void(std::exception_ptr)> comp
     // showsCursor needs nothing: the pointer is never part of a window's
     // contents (a cursor the server draws in software is lifted before any read).
 
+    shared_->slot = std::make_unique<HeldStreamSlot>(slots_);
     // The watcher comes first so that nothing drawn after the rectangle is
     // read can go unnoticed.
     shared_->watcher = std::make_unique<X11ScreenWatcher>(displayName_);
@@ -83,17 +114,14 @@ void X11CaptureStream::startCapture(std::function<void(std::exception_ptr)> comp
     shared_->scaler = std::make_unique<X11FrameScaler>(displayName_, configuration_.width, configuration_.height,
                                                        tuning_.samplesX, tuning_.samplesY);
   } catch (...) {
-    failure = std::current_exception();
     shared_->scaler.reset();
     shared_->watcher.reset();
+    shared_->slot.reset();
+    return std::current_exception();
   }
-  if (!failure) {
-    isStarted_ = true;
-    watchThread_ = std::thread(&X11CaptureStream::watch, this, *source);
-  }
-  // Reported once, then dropped: the completion may hold the stream itself.
-  std::function<void(std::exception_ptr)> report = std::move(completion);
-  report(failure);
+  isStarted_ = true;
+  watchThread_ = std::thread(&X11CaptureStream::watch, this, *source);
+  return nullptr;
 }
 
 void X11CaptureStream::stopCapture() {
@@ -176,17 +204,7 @@ void X11CaptureStream::end(const std::string& reason) {
 // After isStopped is set, a capture job that has not yet begun delivers
 // nothing; one that has must finish before the delegate may go away.
 void X11CaptureStream::waitForDeliveries() {
-  if (!queue_ || queue_->isCurrent()) return;
-  std::mutex mutex;
-  std::condition_variable drained;
-  bool isDrained = false;
-  queue_->post([&] {
-    std::lock_guard lock(mutex);
-    isDrained = true;
-    drained.notify_all();
-  });
-  std::unique_lock lock(mutex);
-  drained.wait(lock, [&] { return isDrained; });
+  if (queue_ && !queue_->isCurrent()) queue_->waitUntilIdle();
 }
 
 }  // namespace tarvelo

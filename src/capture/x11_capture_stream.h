@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <semaphore>
 #include <string>
 #include <thread>
 
@@ -16,6 +17,14 @@ namespace tarvelo {
 class SerialQueue;
 class X11FrameScaler;
 class X11ScreenWatcher;
+
+// How many streams may hold their own connections to the X server at once.
+// Starts that overlap (a burst of toggles) each make a stream before the
+// earlier ones are released; without a bound they would take every client
+// slot the server has, and no program on the desktop could connect. A stream
+// beyond the bound waits, on its capture queue, for an earlier one to go.
+using X11StreamSlots = std::counting_semaphore<>;
+inline constexpr std::ptrdiff_t kMaxX11Streams = 4;
 
 // Knobs of the X11 capture that are not part of a stream configuration.
 struct X11CaptureTuning {
@@ -46,7 +55,8 @@ struct X11CaptureTuning {
 class X11CaptureStream final : public CaptureStream {
  public:
   X11CaptureStream(std::optional<std::string> displayName, DisplayId display, const StreamConfiguration& configuration,
-                   CaptureStreamDelegate& delegate, X11CaptureTuning tuning);
+                   CaptureStreamDelegate& delegate, X11CaptureTuning tuning,
+                   std::shared_ptr<X11StreamSlots> slots);
   // Stops, waits for the watcher thread and for a delivery in progress, and
   // drops deliveries not yet started: no frame reaches the delegate afterwards.
   ~X11CaptureStream() override;
@@ -55,8 +65,8 @@ class X11CaptureStream final : public CaptureStream {
   X11CaptureStream& operator=(const X11CaptureStream&) = delete;
 
   void addStreamOutput(std::shared_ptr<SerialQueue> queue) override;
-  // Connects, finds the output and prepares the scaling, then reports once, on
-  // the calling thread. A display that is no longer an active output fails with
+  // Returns at once. On the output queue: waits for a stream slot, connects,
+  // finds the output and prepares the scaling, then reports once, there. A display that is no longer an active output fails with
   // CaptureError::displayNotFound.
   void startCapture(std::function<void(std::exception_ptr)> completion) override;
   void stopCapture() override;
@@ -66,6 +76,7 @@ class X11CaptureStream final : public CaptureStream {
   // alive even if the stream is destroyed from inside its delivery.
   struct Shared;
 
+  std::exception_ptr setUp();
   void watch(PixelRect source);
   void postCapture(const PixelRect& source);
   void end(const std::string& reason);
@@ -76,6 +87,7 @@ class X11CaptureStream final : public CaptureStream {
   StreamConfiguration configuration_;
   CaptureStreamDelegate& delegate_;
   X11CaptureTuning tuning_;
+  std::shared_ptr<X11StreamSlots> slots_;
   std::shared_ptr<SerialQueue> queue_;
   std::shared_ptr<Shared> shared_;
   std::thread watchThread_;  // runs watch()

@@ -230,27 +230,53 @@ TEST(X11CaptureBackendTest, AnUnreachableServerIsAReadableOneLineError) {
   }
 }
 
+// What one query of the shareable displays answered, and where.
+struct ShareableAnswer {
+  int completions = 0;
+  std::vector<DisplayId> displays;
+  std::exception_ptr error;
+  std::thread::id thread;
+};
+
+ShareableAnswer queryAndWait(X11CaptureBackend& backend) {
+  std::mutex mutex;
+  std::condition_variable answered;
+  ShareableAnswer answer;
+  backend.queryShareableDisplays([&](std::vector<DisplayId> ids, std::exception_ptr error) {
+    std::lock_guard lock(mutex);
+    ++answer.completions;
+    answer.displays = std::move(ids);
+    answer.error = error;
+    answer.thread = std::this_thread::get_id();
+    answered.notify_all();
+  });
+  std::unique_lock lock(mutex);
+  answered.wait_for(lock, std::chrono::seconds(10), [&] { return answer.completions > 0; });
+  return answer;
+}
+
 TEST_F(X11CaptureTest, ShareableDisplaysAreTheActiveOutputs) {
   const RigOutput top = client.requireOutput("DUMMY0");
   const RigOutput bottom = client.requireOutput("DUMMY1");
-  int completions = 0;
-  std::vector<DisplayId> displays;
-  backend.queryShareableDisplays([&](std::vector<DisplayId> ids, std::exception_ptr error) {
-    ++completions;
-    EXPECT_EQ(error, nullptr) << describe(error);
-    displays = std::move(ids);
-  });
-  EXPECT_EQ(completions, 1);
-  EXPECT_EQ(displays, (std::vector<DisplayId>{top.id, bottom.id}));
+  const ShareableAnswer answer = queryAndWait(backend);
+  EXPECT_EQ(answer.completions, 1);
+  EXPECT_EQ(answer.error, nullptr) << describe(answer.error);
+  EXPECT_EQ(answer.displays, (std::vector<DisplayId>{top.id, bottom.id}));
+}
+
+// The question is a round trip to the server; the caller (the main thread)
+// must never wait for it.
+TEST_F(X11CaptureTest, ShareableDisplaysAreAnsweredOffTheCallersThread) {
+  const ShareableAnswer answer = queryAndWait(backend);
+  EXPECT_EQ(answer.completions, 1);
+  EXPECT_NE(answer.thread, std::this_thread::get_id());
 }
 
 TEST_F(X11CaptureTest, ASwitchedOffOutputIsNotShareable) {
   const LayoutRestorer restorer;
   const RigOutput top = client.requireOutput("DUMMY0");
   applyLayout("single");
-  std::vector<DisplayId> displays;
-  backend.queryShareableDisplays([&](std::vector<DisplayId> ids, std::exception_ptr) { displays = std::move(ids); });
-  EXPECT_EQ(displays, std::vector<DisplayId>{top.id});
+  EXPECT_EQ(queryAndWait(backend).displays, std::vector<DisplayId>{top.id});
 }
 
 TEST_F(X11CaptureTest, FramesAre160By100BGRADeliveredOnTheCaptureQueue) {
