@@ -435,7 +435,8 @@ void AppState::start() {
 
   auto window = std::make_shared<AmbientLightWindow>(platform_.output, platform_.mainQueue);
   window->setup(*targetScreen, *this);
-  // A window from an earlier start that is still waiting is only released.
+  // A window from an earlier start that is still waiting is released, not
+  // closed first; releasing it takes it off the screen.
   ambientWindow_ = window;
 
   auto service = std::make_shared<ScreenCaptureService>(platform_.capture);
@@ -488,7 +489,7 @@ void AppState::finishStart(PendingStart pending, std::exception_ptr error) {
   const std::string description = describe(error);
   std::cout << kCaptureFailedLogLine << description << std::endl;
   setErrorMessage(kCaptureFailedText + description);
-  pending.window->close();
+  if (const std::shared_ptr<AmbientLightWindow> window = pending.window.lock()) window->close();
   ambientWindow_.reset();
   setIsRunning(false);
 }

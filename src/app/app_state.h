@@ -172,10 +172,12 @@ class AppState final : public QObject {
     std::atomic<double> smoothing{setting_defaults::kSmoothing};
   };
 
-  // What one start keeps until the capture answers.
+  // What one start keeps until the capture answers. Its light window is
+  // owned by ambientWindow alone: a later start that replaces it takes it
+  // down, so overlapping starts never stack windows on the light screen.
   struct PendingStart {
     std::shared_ptr<ScreenCaptureService> service;
-    std::shared_ptr<AmbientLightWindow> window;
+    std::weak_ptr<AmbientLightWindow> window;
   };
 
   void loadSavedPreferences();

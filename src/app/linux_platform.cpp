@@ -3,6 +3,8 @@
 #include <QQuickWindow>
 #include <QSGRendererInterface>
 
+#include <malloc.h>
+
 #include <filesystem>
 
 #include "app/linux_permission.h"
@@ -52,7 +54,14 @@ LinuxPlatform::LinuxPlatform()
     : parts_(std::make_unique<Parts>()),
       services_(std::make_unique<AppPlatform>(AppPlatform{
           parts_->mainQueue, parts_->settings, parts_->displaySource, parts_->screens, parts_->capture, parts_->output,
-          parts_->keys, parts_->loginItems, parts_->permission, parts_->urls, parts_->settingsWindows})) {}
+          parts_->keys, parts_->loginItems, parts_->permission, parts_->urls, parts_->settingsWindows})) {
+  // Every start of the lights gets a capture queue of its own, and overlapping
+  // starts (a burst of toggles) run several at once. glibc gives each such
+  // thread a malloc arena of its own and keeps the arenas after the threads
+  // end, so a burst would leave megabytes behind for the rest of the process.
+  // Two arenas serve the main thread and one busy capture queue.
+  mallopt(M_ARENA_MAX, 2);
+}
 
 LinuxPlatform::~LinuxPlatform() = default;
 

@@ -1,0 +1,211 @@
+// A burst of toggles on the real platform: hundreds of presses a few
+// milliseconds apart, from the key grab and from direct calls. Overlapping
+// starts are allowed by the run-control rules (the last to succeed wins), so
+// what is checked is what the user and the X server must never see: more
+// than one light window at a time, capture resources that outlive the burst,
+// memory that does not come back, or a state that contradicts itself.
+#include <QElapsedTimer>
+#include <QFile>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QScreen>
+#include <QStandardPaths>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "app/app_state.h"
+#include "app/linux_platform.h"
+#include "end_to_end_support.h"
+#include "output/ambient_gradient_view.h"
+#include "output/ambient_light_window.h"
+
+namespace tarvelo::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Light windows of this process that are on screen: top-level Qt Quick
+// windows whose content is the light view.
+int visibleLightWindows() {
+  int count = 0;
+  for (QWindow* window : QGuiApplication::topLevelWindows()) {
+    auto* quickWindow = qobject_cast<QQuickWindow*>(window);
+    if (quickWindow == nullptr || !quickWindow->isVisible()) continue;
+    const QList<QQuickItem*> items = quickWindow->contentItem()->childItems();
+    if (std::any_of(items.begin(), items.end(),
+                    [](QQuickItem* item) { return qobject_cast<AmbientGradientView*>(item) != nullptr; })) {
+      ++count;
+    }
+  }
+  return count;
+}
+
+// System V shared-memory segments this process created that still exist.
+// The capture's segment is marked for removal once attached, so it is listed
+// exactly as long as someone still has it attached.
+int ownSharedMemorySegments() {
+  std::ifstream table("/proc/sysvipc/shm");
+  std::string line;
+  std::getline(table, line);  // the header
+  int count = 0;
+  const long self = static_cast<long>(getpid());
+  while (std::getline(table, line)) {
+    std::istringstream fields(line);
+    long key = 0, shmid = 0, perms = 0, size = 0, cpid = 0;
+    fields >> key >> shmid >> perms >> size >> cpid;
+    if (cpid == self) ++count;
+  }
+  return count;
+}
+
+long residentKilobytes() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("VmRSS:", 0) == 0) return std::stol(line.substr(6));
+  }
+  return -1;
+}
+
+// What the burst must never show, sampled as it goes.
+struct BurstSamples {
+  int samples = 0;
+  int mostLightWindows = 0;
+  int mostSegments = 0;
+
+  void take() {
+    ++samples;
+    mostLightWindows = std::max(mostLightWindows, visibleLightWindows());
+    mostSegments = std::max(mostSegments, ownSharedMemorySegments());
+  }
+};
+
+// Runs the event loop for `duration`, sampling every few milliseconds.
+void runAndSample(std::chrono::milliseconds duration, BurstSamples& samples) {
+  QElapsedTimer clock;
+  clock.start();
+  while (clock.elapsed() < duration.count()) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 2);
+    samples.take();
+  }
+}
+
+class ToggleBurstTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    runRigScript({QStringLiteral("layout"), QStringLiteral("stacked")});
+    // Qt learns of the rig's layout through its own notices, which may lag.
+    ASSERT_TRUE(waitUntil([] { return QGuiApplication::screens().size() == 2; }, 10s));
+    QFile::remove(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+                  QStringLiteral("/Tarvelo/Tarvelo.conf"));
+    platform_ = std::make_unique<LinuxPlatform>();
+    appState_ = std::make_unique<AppState>(platform_->services());
+  }
+
+  void TearDown() override {
+    if (appState_) appState_->stop();
+    appState_.reset();
+    platform_.reset();
+  }
+
+  // The lights are on, and one start's worth of everything has been made once,
+  // so that what the burst adds can be told from what the first start costs.
+  void startLightsAndSettle() {
+    appState_->start();
+    ASSERT_TRUE(waitUntil([&] { return appState_->isRunning(); }, 10s)) << appState_->errorMessageText().toStdString();
+    appState_->stop();
+    appState_->start();
+    ASSERT_TRUE(waitUntil([&] { return appState_->isRunning(); }, 10s)) << appState_->errorMessageText().toStdString();
+    QElapsedTimer clock;
+    clock.start();
+    waitUntil([&] { return clock.elapsed() > 1000; }, 2s);
+  }
+
+  // Once every start of the burst has answered, nothing is left over: the
+  // state agrees with itself, and at most one window and one capture remain.
+  void expectSettledAfterBurst(long baselineKilobytes) {
+    BurstSamples settled;
+    runAndSample(3000ms, settled);
+    const bool running = appState_->isRunning();
+    EXPECT_EQ(appState_->captureService() != nullptr, running);
+    EXPECT_EQ(appState_->ambientWindow() != nullptr, running);
+    EXPECT_EQ(visibleLightWindows(), running ? 1 : 0);
+    EXPECT_EQ(ownSharedMemorySegments(), running ? 1 : 0);
+    EXPECT_TRUE(appState_->errorMessageText().isEmpty()) << appState_->errorMessageText().toStdString();
+
+    // And the lights still answer a single toggle.
+    const bool before = appState_->isRunning();
+    appState_->toggleLights();
+    EXPECT_TRUE(waitUntil([&] { return appState_->isRunning() != before; }, 10s));
+    if (!appState_->isRunning()) {
+      appState_->toggleLights();
+      EXPECT_TRUE(waitUntil([&] { return appState_->isRunning(); }, 10s));
+    }
+    BurstSamples calm;
+    runAndSample(1500ms, calm);
+    EXPECT_EQ(visibleLightWindows(), 1);
+    EXPECT_EQ(ownSharedMemorySegments(), 1);
+    // Memory is back within a tenth of where it stood before the burst, with
+    // the lights on in both cases.
+    const long after = residentKilobytes();
+    EXPECT_LE(after, baselineKilobytes + baselineKilobytes / 10)
+        << "resident " << after << " kB after the burst, " << baselineKilobytes << " kB before";
+  }
+
+  std::unique_ptr<LinuxPlatform> platform_;
+  std::unique_ptr<AppState> appState_;
+};
+
+TEST_F(ToggleBurstTest, ThreeHundredDirectTogglesNeverStackWindowsAndLeaveNothingBehind) {
+  ASSERT_NO_FATAL_FAILURE(startLightsAndSettle());
+  const long baseline = residentKilobytes();
+
+  BurstSamples burst;
+  for (int press = 0; press < 300; ++press) {
+    appState_->toggleLights();
+    runAndSample(2ms, burst);
+  }
+  runAndSample(500ms, burst);
+
+  EXPECT_GT(burst.samples, 300);
+  EXPECT_LE(burst.mostLightWindows, 1);
+  expectSettledAfterBurst(baseline);
+  RecordProperty("most_shared_memory_segments_during_burst", burst.mostSegments);
+}
+
+TEST_F(ToggleBurstTest, ThreeHundredShortcutPressesNeverStackWindowsAndLeaveNothingBehind) {
+  ASSERT_NO_FATAL_FAILURE(startLightsAndSettle());
+  const long baseline = residentKilobytes();
+
+  // The presses reach the program through its global key grab, as a user's
+  // would, while another client holds the focus.
+  QProcess presser;
+  presser.start(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("--repeat"), QStringLiteral("300"),
+                                            QStringLiteral("--delay"), QStringLiteral("2"),
+                                            QStringLiteral("super+shift+l")});
+  ASSERT_TRUE(presser.waitForStarted());
+  BurstSamples burst;
+  QElapsedTimer clock;
+  clock.start();
+  while (presser.state() != QProcess::NotRunning && clock.elapsed() < 30000) runAndSample(5ms, burst);
+  ASSERT_EQ(presser.exitCode(), 0);
+  runAndSample(500ms, burst);
+
+  EXPECT_LE(burst.mostLightWindows, 1);
+  expectSettledAfterBurst(baseline);
+  RecordProperty("most_shared_memory_segments_during_burst", burst.mostSegments);
+}
+
+}  // namespace
+}  // namespace tarvelo::testing
