@@ -15,6 +15,8 @@ packages=(
   valgrind
   # the virtual two-display rig the X11 tests and the demo run on
   xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool libgl1-mesa-dri
+  # the libFuzzer target of the colour pipeline: clang, and its fuzzer and sanitizer runtimes
+  clang-14 libclang-rt-14-dev
 )
 
 missing=()

@@ -4,8 +4,8 @@
 //   tarvelo-zones [--vibrancy V] [--smoothing S] [--x-start A] [--x-end B] [--repeat N]
 //                 [--light OUT.png --size WxH [--brightness B] [--spread S] [--blur R]] FRAME...
 //
-// FRAME is bgra:WIDTH:HEIGHT:STRIDE:PATH (raw BGRA rows, top row first) or an
-// image file (PNG, JPEG, PPM). All frames go through one engine in order, so
+// FRAME is bgra:WIDTH:HEIGHT:STRIDE:PATH (raw BGRA rows, top row first, exactly
+// HEIGHT × STRIDE bytes from a file, FIFO or device) or an image file (PNG, JPEG, PPM). All frames go through one engine in order, so
 // smoothing acts across them; --repeat N runs the list N times and prints the
 // last pass: one line per frame of 48 numbers, red, green, blue of zones 0…15.
 // With --light, the light the last frame's colours make on a light screen of
@@ -16,14 +16,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <limits>
+#include <exception>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include <QByteArray>
@@ -40,10 +40,14 @@
 #include "output/offscreen_light_renderer.h"
 #include "pipeline/color_processing_engine.h"
 #include "pipeline/frame.h"
+#include "pipeline/frame_layout.h"
+#include "raw_frame_reader.h"
+#include "raw_frame_spec.h"
 
 namespace {
 
 using tarvelo::ColorProcessingEngine;
+using tarvelo::FileBytes;
 using tarvelo::Frame;
 using tarvelo::OffscreenLightRenderer;
 using tarvelo::ZoneColorList;
@@ -76,12 +80,23 @@ constexpr const char* kUsage =
     "usage: tarvelo-zones [--vibrancy V] [--smoothing S] [--x-start A] [--x-end B] [--repeat N] "
     "[--light OUT.png --size WxH [--brightness B] [--spread S] [--blur R]] FRAME...";
 
+// A finite number: NaN or infinity would silently poison every colour.
 double parseNumber(std::string_view option, const std::string& text) {
   char* end = nullptr;
   errno = 0;
   const double value = std::strtod(text.c_str(), &end);
-  if (text.empty() || end != text.c_str() + text.size() || errno == ERANGE) {
-    throw UsageError(std::string(option) + " needs a number, got '" + text + "'");
+  if (text.empty() || end != text.c_str() + text.size() || errno == ERANGE || !std::isfinite(value)) {
+    throw UsageError(std::string(option) + " needs a finite number, got '" + text + "'");
+  }
+  return value;
+}
+
+// The pipeline's settings are single-precision: 1e39 is finite as a double
+// but infinite as a float.
+float parseFloat(std::string_view option, const std::string& text) {
+  const auto value = static_cast<float>(parseNumber(option, text));
+  if (!std::isfinite(value)) {
+    throw UsageError(std::string(option) + " needs a finite number, got '" + text + "'");
   }
   return value;
 }
@@ -131,9 +146,9 @@ Options parseOptions(int argc, char** argv) {
       return argv[++i];
     };
     if (argument == "--vibrancy") {
-      options.vibrancy = static_cast<float>(parseNumber(argument, value()));
+      options.vibrancy = parseFloat(argument, value());
     } else if (argument == "--smoothing") {
-      options.smoothing = static_cast<float>(parseNumber(argument, value()));
+      options.smoothing = parseFloat(argument, value());
     } else if (argument == "--x-start") {
       options.xStart = parseNumber(argument, value());
     } else if (argument == "--x-end") {
@@ -181,50 +196,23 @@ Options parseOptions(int argc, char** argv) {
 
 // One frame's pixels, kept for the whole run; `frame` views them.
 struct LoadedFrame {
-  std::vector<std::uint8_t> raw;
+  FileBytes raw;
   QImage image;
   Frame frame;
 };
 
-std::vector<std::string> split(const std::string& text, char separator, std::size_t maxParts) {
-  std::vector<std::string> parts;
-  std::size_t start = 0;
-  while (parts.size() + 1 < maxParts) {
-    const std::size_t end = text.find(separator, start);
-    if (end == std::string::npos) break;
-    parts.push_back(text.substr(start, end - start));
-    start = end + 1;
-  }
-  parts.push_back(text.substr(start));
-  return parts;
-}
-
-LoadedFrame loadRawFrame(const std::string& spec) {
-  const std::vector<std::string> parts = split(spec, ':', 5);  // the path may itself contain ':'
-  if (parts.size() != 5 || parts[4].empty()) throw UsageError("raw frame must be bgra:WIDTH:HEIGHT:STRIDE:PATH, got '" + spec + "'");
-  const long long width = parseWholeNumber("frame width", parts[1], 1);
-  const long long height = parseWholeNumber("frame height", parts[2], 1);
-  const long long stride = parseWholeNumber("frame stride", parts[3], 1);
-  const std::string& path = parts[4];
-  constexpr long long kLimit = std::numeric_limits<std::int32_t>::max();
-  if (width > kLimit / 4 || height > kLimit || stride > kLimit) throw UsageError("frame '" + spec + "' is too large");
-  if (stride < width * 4) throw UsageError("frame stride " + parts[3] + " is less than 4 × width in '" + spec + "'");
-
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw UsageError("cannot read " + path);
+LoadedFrame loadRawFrame(const std::string& argument) {
+  const tarvelo::RawFrameSpec spec = tarvelo::parseRawFrameSpec(argument);
   LoadedFrame loaded;
-  loaded.raw.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  if (file.bad()) throw UsageError("cannot read " + path);
-  const long long needed = stride * (height - 1) + width * 4;
-  if (static_cast<long long>(loaded.raw.size()) < needed) {
-    throw UsageError(path + " is too short: " + std::to_string(loaded.raw.size()) + " bytes, " +
-                     std::to_string(needed) + " needed for " + parts[1] + "x" + parts[2] + " with stride " + parts[3]);
-  }
-  loaded.frame = Frame{loaded.raw.data(), width, height, stride};
+  loaded.raw = tarvelo::readExactly(spec.path, static_cast<std::size_t>(tarvelo::checkedFrameByteCount(spec.layout)));
+  loaded.frame = tarvelo::frameOver(loaded.raw.view(), spec.layout);
   return loaded;
 }
 
 LoadedFrame loadImageFrame(const std::string& path) {
+  // Qt would call a directory "not found"; say what it is.
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) throw UsageError("cannot read image " + path + ": it is a directory");
   QImageReader reader(QString::fromStdString(path));
   reader.setAutoTransform(false);  // the pixels as stored, not as a viewer would turn them
   QImage image = reader.read();
@@ -238,8 +226,8 @@ LoadedFrame loadImageFrame(const std::string& path) {
   return loaded;
 }
 
-LoadedFrame loadFrame(const std::string& spec) {
-  return spec.starts_with("bgra:") ? loadRawFrame(spec) : loadImageFrame(spec);
+LoadedFrame loadFrame(const std::string& argument) {
+  return tarvelo::isRawFrameSpec(argument) ? loadRawFrame(argument) : loadImageFrame(argument);
 }
 
 void printColors(const ZoneColorList& colors) {
@@ -254,6 +242,24 @@ void printColors(const ZoneColorList& colors) {
   }
   line += '\n';
   std::fputs(line.c_str(), stdout);
+}
+
+// One line on standard error and status 2, whatever the cause: a path or an
+// argument quoted in the message cannot break it over several lines.
+int fail(std::string_view message) {
+  std::string line = "tarvelo-zones: ";
+  for (const char c : message) {
+    if (c == '\n') {
+      line += "\\n";
+    } else if (c == '\r') {
+      line += "\\r";
+    } else {
+      line += c;
+    }
+  }
+  line += '\n';
+  std::fputs(line.c_str(), stderr);
+  return 2;
 }
 
 }  // namespace
@@ -301,8 +307,9 @@ int main(int argc, char** argv) {
         lastPass[i] = engine.process(frames[i].frame, options.smoothing, options.vibrancy, options.xStart, options.xEnd);
       }
     }
-    for (const ZoneColorList& colors : lastPass) printColors(colors);
 
+    // The picture is written before the colours are printed, so a failure
+    // to write it leaves standard output empty.
     if (options.light) {
       const LightOptions& light = *options.light;
       lightRenderer->view().updateColors(lastPass.back(), light.brightness, light.blurRadius, light.spread);
@@ -313,12 +320,14 @@ int main(int argc, char** argv) {
         throw UsageError("cannot write " + light.path + ": " + writer.errorString().toStdString());
       }
     }
+    for (const ZoneColorList& colors : lastPass) printColors(colors);
     return 0;
-  } catch (const UsageError& error) {
-    std::fprintf(stderr, "tarvelo-zones: %s\n", error.what());
-    return 2;
   } catch (const std::bad_alloc&) {
-    std::fprintf(stderr, "tarvelo-zones: out of memory while reading frames\n");
-    return 2;
+    return fail("out of memory while reading frames");
+  } catch (const std::exception& error) {
+    // Usage errors, invalid frames and unreadable files all end here.
+    return fail(error.what());
+  } catch (...) {
+    return fail("unexpected error");
   }
 }
