@@ -96,6 +96,12 @@ TEST_P(HostileValuesTest, LoadsStaysExactStartsAndIsDrawnWithinTheScreensMemory)
     const QImage image = renderer.renderSettled();
     ASSERT_EQ(image.size(), kLightSize);
     EXPECT_LE(renderer.view().pictureWorkingTexelCount(), kLargestWorkingTexels);
+    // Whatever the pipeline and the model made of the value, what is drawn is a colour.
+    for (const LightColor& color : renderer.view().shownColors()) {
+      for (const double component : {color.red, color.green, color.blue, color.alpha}) {
+        EXPECT_TRUE(component >= 0.0 && component <= 1.0) << component;
+      }
+    }
   }
   EXPECT_TRUE(renderer.view().model().didSetupLayers());
   EXPECT_GT(renderer.view().pictureRenderCount(), 0);
