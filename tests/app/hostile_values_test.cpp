@@ -3,8 +3,17 @@
 // through the colour pipeline and draws them with the real light view.
 #include <gtest/gtest.h>
 
+#include <QByteArray>
+#include <QFile>
 #include <QImage>
 #include <QSize>
+#include <QTemporaryDir>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <bit>
 #include <cmath>
@@ -212,6 +221,75 @@ TEST(HostileDisplayIdTest, AStoredIdThatIsNoNumberReadsAsNoneChosen) {
     harness.fakes.settings.put(settings_keys::kTargetDisplayID, stored);
     AppState& state = harness.create();
     EXPECT_EQ(state.targetDisplayID(), 0U);
+  }
+}
+
+}  // namespace
+}  // namespace tarvelo::testing
+
+namespace tarvelo::testing {
+namespace {
+
+// The whole light as a process of its own draws it (the zones tool renders
+// with the light window's view), measured by its peak resident memory.
+class LightProcessMemoryTest : public ::testing::Test {
+ protected:
+  // Peak resident kilobytes of one run drawing a full-HD light with this blur.
+  long peakKilobytesDrawing(const std::string& blur) {
+    const std::string frame = "bgra:160:100:640:" + directory.path().toStdString() + "/frame.bgra";
+    const std::string light = directory.path().toStdString() + "/light.png";
+    std::vector<std::string> arguments = {TARVELO_ZONES_BINARY, "--light", light, "--size", "1920x1080",
+                                          "--blur", blur, frame};
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    pid_t child = 0;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0) {
+      ADD_FAILURE() << "cannot run " << argv[0];
+      return -1;
+    }
+    int status = 0;
+    rusage usage{};
+    if (wait4(child, &status, 0, &usage) != child) {
+      ADD_FAILURE() << "lost the child";
+      return -1;
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "blur " << blur << ": status " << status;
+    return usage.ru_maxrss;
+  }
+
+  void SetUp() override {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QFile file(directory.filePath(QStringLiteral("frame.bgra")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    QByteArray pixels(160 * 100 * 4, '\0');
+    for (qsizetype i = 0; i < pixels.size(); i += 4) {
+      pixels[i] = static_cast<char>(200);
+      pixels[i + 1] = static_cast<char>(100);
+      pixels[i + 2] = static_cast<char>(30);
+    }
+    file.write(pixels);
+  }
+
+  QTemporaryDir directory;
+};
+
+// The sharp light (no blur) is drawn one texel per screen pixel: the most
+// the light takes by design. No radius may take more than that; before the
+// limit, 1e12 asked for a vector larger than memory and 1e308 crashed.
+// (The tool itself refuses 1e-310 as out of range, so that one is left to
+// the state tests above.)
+TEST_F(LightProcessMemoryTest, NoBlurRadiusTakesMoreMemoryThanTheSharpLightDrawnPixelForPixel) {
+  const long sharp = peakKilobytesDrawing("0");
+  constexpr long kSlackKilobytes = 1024;
+  for (const char* blur : {"60", "-1", "1e12", "1e308", "inf", "-inf", "nan"}) {
+    const long peak = peakKilobytesDrawing(blur);
+    EXPECT_LE(peak, sharp + kSlackKilobytes) << "blur " << blur << ": " << peak << " kB against " << sharp;
   }
 }
 
