@@ -1,12 +1,21 @@
 #include "app/qsettings_store.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QMetaType>
 #include <QSettings>
 #include <QVariant>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <iostream>
 #include <limits>
 #include <optional>
+#include <string>
 
 namespace tarvelo {
 
@@ -76,6 +85,39 @@ std::optional<double> doubleOfText(const QString& text) {
   return parsed;
 }
 
+constexpr char kCannotSaveLogLine[] = "[Tarvelo] Settings cannot be saved: ";
+
+// Why nothing can be saved at `path`, in the system's own words ("Permission
+// denied", "Is a directory"), or nothing when the file looks writable. Saving
+// needs a file that takes writing and, beside it, a folder that takes new
+// entries: QSettings writes a new file and renames it over the old one, and
+// keeps a lock file next to it.
+std::optional<std::string> reasonFileCannotBeSaved(const QString& path) {
+  const QFileInfo file(path);
+  if (file.isDir()) return std::strerror(EISDIR);
+  if (file.exists()) {
+    // Opened for writing and closed again: nothing is truncated or changed,
+    // and a FIFO without a reader does not hold us up.
+    const int descriptor = ::open(QFile::encodeName(file.absoluteFilePath()).constData(),
+                                  O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) return std::strerror(errno);
+    ::close(descriptor);
+  }
+  // A folder that does not exist yet is made: the nearest one that does must take it.
+  QString folder = file.absolutePath();
+  while (!QFileInfo::exists(folder)) {
+    const QString parent = QFileInfo(folder).absolutePath();
+    if (parent == folder) break;
+    folder = parent;
+  }
+  if (!QFileInfo(folder).isDir()) return std::strerror(ENOTDIR);
+  // As the process acts, which need not be as it was started.
+  if (::faccessat(AT_FDCWD, QFile::encodeName(folder).constData(), W_OK | X_OK, AT_EACCESS) != 0) {
+    return std::strerror(errno);
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 QSettingsStore::QSettingsStore() : settings_(std::make_unique<QSettings>()) {}
@@ -83,7 +125,8 @@ QSettingsStore::QSettingsStore() : settings_(std::make_unique<QSettings>()) {}
 QSettingsStore::QSettingsStore(const QString& filePath)
     : settings_(std::make_unique<QSettings>(filePath, QSettings::IniFormat)) {}
 
-QSettingsStore::~QSettingsStore() = default;
+// QSettings would write what is pending now anyway; the last changes of a run get their check too.
+QSettingsStore::~QSettingsStore() { syncAndReportFailure(); }
 
 bool QSettingsStore::contains(const std::string& key) const { return settings_->contains(qtKey(key)); }
 
@@ -130,14 +173,53 @@ double QSettingsStore::readDouble(const std::string& key) const {
   return 0.0;
 }
 
-void QSettingsStore::writeBool(const std::string& key, bool value) { settings_->setValue(qtKey(key), value); }
+void QSettingsStore::writeBool(const std::string& key, bool value) {
+  settings_->setValue(qtKey(key), value);
+  checkAfterWrites();
+}
 
 void QSettingsStore::writeInt(const std::string& key, std::int64_t value) {
   settings_->setValue(qtKey(key), QVariant::fromValue<qlonglong>(value));
+  checkAfterWrites();
 }
 
-void QSettingsStore::writeDouble(const std::string& key, double value) { settings_->setValue(qtKey(key), value); }
+void QSettingsStore::writeDouble(const std::string& key, double value) {
+  settings_->setValue(qtKey(key), value);
+  checkAfterWrites();
+}
 
-void QSettingsStore::sync() { settings_->sync(); }
+void QSettingsStore::sync() { syncAndReportFailure(); }
+
+// QSettings itself writes the file when the event loop is next idle; the
+// check is queued behind that, one for all the writes in between. Once the
+// failure has been told, QSettings goes on trying by itself, unwatched.
+void QSettingsStore::checkAfterWrites() {
+  if (reportedSaveFailure_ || checkPending_) return;
+  checkPending_ = true;
+  QMetaObject::invokeMethod(
+      settings_.get(),
+      [this] {
+        checkPending_ = false;
+        syncAndReportFailure();
+      },
+      Qt::QueuedConnection);
+}
+
+// A write that fails leaves QSettings with an access error. A format error
+// is about reading the file, but it is the first error and so the only one
+// QSettings keeps: behind it, the file's own state tells whether saving fails.
+void QSettingsStore::syncAndReportFailure() {
+  settings_->sync();
+  if (reportedSaveFailure_) return;
+  const QSettings::Status status = settings_->status();
+  if (status == QSettings::NoError) return;
+  std::optional<std::string> reason = reasonFileCannotBeSaved(settings_->fileName());
+  if (!reason) {
+    if (status != QSettings::AccessError) return;
+    reason = "Write failed";
+  }
+  reportedSaveFailure_ = true;
+  std::cout << kCannotSaveLogLine << settings_->fileName().toStdString() << ": " << *reason << std::endl;
+}
 
 }  // namespace tarvelo

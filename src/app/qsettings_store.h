@@ -16,6 +16,12 @@ namespace tarvelo {
 // as text, so every typed read converts: numbers and "true"/"false" convert
 // the obvious way, and anything that does not convert reads as 0 or false;
 // a corrupt value never stops the program.
+//
+// A file that cannot be written (read-only, a directory in its place, a
+// folder that takes no new files) loses every change, and nothing in the
+// program asks: the values live on in memory. The first time a write does
+// not reach the file, one line on standard output says so and why; never
+// again for the life of the store, which is the life of the program.
 class QSettingsStore final : public SettingsStore {
  public:
   // The application's standard user settings; the application's organisation
@@ -41,7 +47,14 @@ class QSettingsStore final : public SettingsStore {
   void sync();
 
  private:
+  // Writes are batched by QSettings until the event loop is next idle; the
+  // check runs then, once per batch, so a write costs what it did.
+  void checkAfterWrites();
+  void syncAndReportFailure();
+
   std::unique_ptr<QSettings> settings_;
+  bool checkPending_ = false;
+  bool reportedSaveFailure_ = false;
 };
 
 }  // namespace tarvelo

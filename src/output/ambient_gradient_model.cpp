@@ -3,6 +3,7 @@
 #include <cmath>
 #include <utility>
 
+#include "output/drawable_light.h"
 #include "support/checked_arithmetic.h"
 
 namespace tarvelo {
@@ -90,8 +91,12 @@ void AmbientGradientModel::layoutLayers() {
   bottomLayer_.frame = containerBounds;
 }
 
+double AmbientGradientModel::drawnBlurRadius() const {
+  return drawableBlurRadius(currentBlurRadius_, viewWidth_, viewHeight_);
+}
+
 double AmbientGradientModel::containerMargin() const {
-  return orderedMax(currentBlurRadius_ * 1.5, kMinimumContainerMargin);
+  return orderedMax(drawnBlurRadius() * 1.5, kMinimumContainerMargin);
 }
 
 AmbientGradientModel::UpdateResult AmbientGradientModel::updateColors(const ZoneColorList& colors, double brightness,
@@ -100,6 +105,10 @@ AmbientGradientModel::UpdateResult AmbientGradientModel::updateColors(const Zone
   if (colors.size() < kZoneCount) return result;
 
   // A slider that jitters by a fraction must not rebuild the blur every frame.
+  // A NaN radius fails the test and is ignored: the blur in effect stays, and
+  // the next real radius is compared with it as usual. An infinite one is
+  // taken (and drawn as the largest radius the view shows); any finite radius
+  // after it differs infinitely and is taken in turn, so nothing sticks.
   if (std::abs(currentBlurRadius_ - blurRadius) > 0.5) {
     currentBlurRadius_ = blurRadius;
     layoutLayers();

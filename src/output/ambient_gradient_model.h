@@ -89,10 +89,15 @@ class AmbientGradientModel {
   // kZoneCount entries is ignored and nothing changes.
   UpdateResult updateColors(const ZoneColorList& colors, double brightness, double blurRadius, double spread);
 
-  // How far the container overhangs the view on every side for the current radius.
+  // How far the container overhangs the view on every side for the drawn radius.
   double containerMargin() const;
 
+  // The radius in effect, as the last update that moved it gave it.
   double currentBlurRadius() const { return currentBlurRadius_; }
+  // The radius the light is drawn with: the one in effect, limited to what
+  // the view can show (see drawableBlurRadius); the same for every radius a
+  // slider offers.
+  double drawnBlurRadius() const;
   bool blurAvailable() const { return blurAvailable_; }
   // The blur exists once the layers are built, if the renderer has one.
   bool hasBlur() const { return didSetupLayers_ && blurAvailable_; }

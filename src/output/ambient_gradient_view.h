@@ -67,6 +67,8 @@ class AmbientGradientView : public QQuickItem, public LightView {
   // Picture size in texels (the rim included) and the size of one texel in item units.
   QSize pictureSize() const { return QSize(picture_.width(), picture_.height()); }
   QSizeF pictureTexelSize() const { return QSizeF(picture_.texelWidth(), picture_.texelHeight()); }
+  // Texels in each plane the picture is worked out in (see LightPicture).
+  std::size_t pictureWorkingTexelCount() const { return picture_.workingTexelCount(); }
 
  protected:
   void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;

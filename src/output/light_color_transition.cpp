@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "output/drawable_light.h"
+
 namespace tarvelo {
 
 namespace {
@@ -31,9 +33,11 @@ std::size_t LightColorTransition::colorCountOf(const AmbientGradientModel& model
 
 bool LightColorTransition::copyColors(const AmbientGradientModel& model, std::vector<LightColor>& colors) {
   if (colorCountOf(model) != colors.size()) return false;
+  // Colours glide between what can be drawn: an infinite or NaN component
+  // would turn every step of the glide into NaN.
   auto out = colors.begin();
   forEachLayerBackToFront(model, [&](const GradientLayer& layer) {
-    out = std::copy(layer.colors.begin(), layer.colors.end(), out);
+    out = std::transform(layer.colors.begin(), layer.colors.end(), out, drawableColor);
   });
   return true;
 }

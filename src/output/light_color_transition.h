@@ -9,7 +9,8 @@ namespace tarvelo {
 
 // The light's colours as they glide from one frame's colours to the next:
 // every component (alpha too) moves linearly from the colours on screen when
-// the new ones arrived to the new ones. Colours are kept as one flat list,
+// the new ones arrived to the new ones. The model's colours are taken as
+// they can be drawn (drawableColor): within 0 … 1, NaN as 0. Colours are kept as one flat list,
 // each layer's colours in turn, back to front, the order LightPicture draws.
 class LightColorTransition {
  public:

@@ -39,7 +39,7 @@ void LightPicture::layout(const AmbientGradientModel& model, double viewWidth, d
   if (!model.didSetupLayers() || !(viewWidth > 0.0) || !(viewHeight > 0.0)) return;
 
   // Without a blur filter the light is drawn sharp, at full resolution.
-  const double sigma = model.hasBlur() && model.currentBlurRadius() > 0.0 ? model.currentBlurRadius() : 0.0;
+  const double sigma = model.hasBlur() ? model.drawnBlurRadius() : 0.0;
   const double targetTexel = resolution == LightResolution::reduced && sigma > 0.0
                                  ? orderedMax(sigma / kBlurSigmaInTexels, 1.0)
                                  : 1.0;

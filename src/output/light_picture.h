@@ -53,6 +53,9 @@ class LightPicture {
   double texelHeight() const { return grid_.texelHeight; }
   // How many colours render() takes: every layer's colours, back to front.
   std::size_t colorCount() const { return rasterizer_.colorCount(); }
+  // Texels in each plane the light is drawn and blurred in: the picture and
+  // the blur's reach around it. Never much more than the view's pixels.
+  std::size_t workingTexelCount() const { return planes_[0].size(); }
 
   // Draws the light with `colors` (each layer's colours in turn, back to
   // front) into `rgba`: width() × height() pixels of bytes red, green, blue,

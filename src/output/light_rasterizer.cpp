@@ -5,16 +5,13 @@
 #include <tuple>
 #include <utility>
 
+#include "output/drawable_light.h"
+
 namespace tarvelo {
 
 namespace {
 
-// NaN lands on 0: a broken colour draws nothing rather than garbage.
-float unitClamped(double value) {
-  if (!(value > 0.0)) return 0.0F;
-  if (value > 1.0) return 1.0F;
-  return static_cast<float>(value);
-}
+float unitClamped(double value) { return static_cast<float>(drawableComponent(value)); }
 
 // Splits the texels of one axis at every edge that falls strictly inside one.
 LightRasterizer::AxisPieces piecesAlong(double origin, double texelSize, int texelCount, std::vector<double> edges) {

@@ -1,11 +1,21 @@
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
 
+#include <unistd.h>
+
+#include <cmath>
 #include <cstdint>
+#include <iostream>
+#include <limits>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "app/persisted_settings.h"
 #include "app/qsettings_store.h"
@@ -132,6 +142,158 @@ TEST_F(QSettingsStoreTest, AMissingKeyReadsAsZeroOrFalse) {
   EXPECT_EQ(store.readDouble(keys::kBrightness), 0.0);
   EXPECT_EQ(store.readInt(keys::kCaptureRate), 0);
   EXPECT_FALSE(store.readBool(keys::kShowFloatingHUD));
+}
+
+TEST_F(QSettingsStoreTest, ValuesOfEveryMagnitudeSurviveTheFileExactly) {
+  const std::vector<double> values = {0.0, -1.0, 1e-310, 1e12, 1e308, -1e308,
+                                      std::numeric_limits<double>::infinity(),
+                                      -std::numeric_limits<double>::infinity()};
+  for (const double value : values) {
+    {
+      QSettingsStore store(path());
+      store.writeDouble(keys::kBlurRadius, value);
+    }
+    QSettingsStore reopened(path());
+    EXPECT_EQ(reopened.readDouble(keys::kBlurRadius), value) << value;
+  }
+  {
+    QSettingsStore store(path());
+    store.writeDouble(keys::kBlurRadius, std::numeric_limits<double>::quiet_NaN());
+  }
+  QSettingsStore reopened(path());
+  EXPECT_TRUE(std::isnan(reopened.readDouble(keys::kBlurRadius)));
+}
+
+// ---- A settings file that cannot be written ----
+
+// Root writes wherever it likes; while one of these lives, the process sees
+// the files as the ordinary user "nobody" does. Without root it does nothing.
+class OrdinaryUser {
+ public:
+  static constexpr uid_t kNobody = 65534;
+
+  OrdinaryUser() {
+    if (geteuid() != 0) return;
+    // The group first: once the user is dropped it cannot be changed.
+    if (setegid(kNobody) != 0) return;
+    if (seteuid(kNobody) != 0) {
+      setegid(0);
+      return;
+    }
+    dropped_ = true;
+  }
+  ~OrdinaryUser() {
+    if (!dropped_) return;
+    if (seteuid(0) != 0 || setegid(0) != 0) std::abort();
+  }
+  OrdinaryUser(const OrdinaryUser&) = delete;
+  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+
+  bool canBeDenied() const { return dropped_ || geteuid() != 0; }
+
+ private:
+  bool dropped_ = false;
+};
+
+// What the code under test writes on standard output meanwhile.
+class CapturedStandardOutput {
+ public:
+  CapturedStandardOutput() : previous_(std::cout.rdbuf(text_.rdbuf())) {}
+  ~CapturedStandardOutput() { std::cout.rdbuf(previous_); }
+  CapturedStandardOutput(const CapturedStandardOutput&) = delete;
+  CapturedStandardOutput& operator=(const CapturedStandardOutput&) = delete;
+
+  std::string text() const { return text_.str(); }
+
+ private:
+  std::ostringstream text_;
+  std::streambuf* previous_;
+};
+
+class QSettingsStoreSaveFailureTest : public QSettingsStoreTest {
+ protected:
+  static constexpr int kRounds = 40;
+
+  // The folder must let "nobody" in, so that only what a test sets up stands in the way.
+  void SetUp() override {
+    ASSERT_TRUE(QFile::setPermissions(directory.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                            QFileDevice::ExeOwner | QFileDevice::ReadOther |
+                                                            QFileDevice::WriteOther | QFileDevice::ExeOther));
+  }
+
+  // Many writes, with the event loop running between them as in the
+  // program; then the store goes away, as at the end of a run.
+  std::string writeManyTimes(const QString& file) {
+    CapturedStandardOutput output;
+    {
+      QSettingsStore store(file);
+      for (int round = 0; round < kRounds; ++round) {
+        store.writeDouble(keys::kBrightness, 0.5 + round);
+        store.writeInt(keys::kCaptureRate, round);
+        store.writeBool(keys::kShowFloatingHUD, round % 2 == 0);
+        QCoreApplication::processEvents();
+      }
+      store.sync();
+      // The values live on in memory whatever became of the file.
+      EXPECT_EQ(store.readDouble(keys::kBrightness), 0.5 + (kRounds - 1));
+      EXPECT_EQ(store.readInt(keys::kCaptureRate), kRounds - 1);
+      EXPECT_EQ(store.readBool(keys::kShowFloatingHUD), (kRounds - 1) % 2 == 0);
+      store.writeDouble(keys::kSpread, 0.25);
+      QCoreApplication::processEvents();
+      EXPECT_EQ(store.readDouble(keys::kSpread), 0.25);
+    }
+    return output.text();
+  }
+
+  // Read past QSettings, which shares what it holds in memory between its instances.
+  QByteArray fileContents() const {
+    QFile file(path());
+    if (!file.open(QIODevice::ReadOnly)) return {};
+    return file.readAll();
+  }
+
+  static std::string lineFor(const QString& file, const std::string& reason) {
+    return "[Tarvelo] Settings cannot be saved: " + file.toStdString() + ": " + reason + "\n";
+  }
+};
+
+TEST_F(QSettingsStoreSaveFailureTest, AWritableFileSavesEverythingAndSaysNothing) {
+  OrdinaryUser user;
+  EXPECT_EQ(writeManyTimes(path()), "");
+  EXPECT_TRUE(fileContents().contains("tarvelo.spread=0.25\n")) << fileContents().toStdString();
+}
+
+TEST_F(QSettingsStoreSaveFailureTest, ADirectoryInPlaceOfTheFileIsToldOnceForManyWrites) {
+  ASSERT_TRUE(QDir(directory.path()).mkdir(QStringLiteral("tarvelo.conf")));
+  OrdinaryUser user;
+  EXPECT_EQ(writeManyTimes(path()), lineFor(path(), "Is a directory"));
+}
+
+TEST_F(QSettingsStoreSaveFailureTest, AReadOnlyFileIsToldOnceForManyWritesAndKeepsItsContents) {
+  writeFile("[General]\ntarvelo.brightness=0.75\n");
+  ASSERT_TRUE(QFile::setPermissions(path(), QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther));
+  OrdinaryUser user;
+  if (!user.canBeDenied()) GTEST_SKIP() << "cannot act as an ordinary user here";
+  EXPECT_EQ(writeManyTimes(path()), lineFor(path(), "Permission denied"));
+  EXPECT_EQ(fileContents(), QByteArray("[General]\ntarvelo.brightness=0.75\n"));
+}
+
+TEST_F(QSettingsStoreSaveFailureTest, AConfigFolderThatTakesNoNewFilesIsToldOnceForManyWrites) {
+  const QString folder = directory.filePath(QStringLiteral("config"));
+  ASSERT_TRUE(QDir().mkdir(folder));
+  ASSERT_TRUE(QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner |
+                                                QFileDevice::ReadOther | QFileDevice::ExeOther));
+  const QString file = folder + QStringLiteral("/tarvelo.conf");
+  const QString nested = folder + QStringLiteral("/tarvelo/tarvelo.conf");
+  {
+    OrdinaryUser user;
+    if (!user.canBeDenied()) GTEST_SKIP() << "cannot act as an ordinary user here";
+    EXPECT_EQ(writeManyTimes(file), lineFor(file, "Permission denied"));
+    // The file's own folder does not exist yet and cannot be made.
+    EXPECT_EQ(writeManyTimes(nested), lineFor(nested, "Permission denied"));
+  }
+  EXPECT_FALSE(QFileInfo::exists(file));
+  QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
 TEST(QSettingsStoreDefaultLocationTest, TheStandardStoreKeepsValuesForTheNextInstance) {

@@ -41,6 +41,8 @@ struct LightWindowRecord {
   Screen screen;
   std::int64_t maximumFramesPerSecond = 0;
   std::shared_ptr<FakeLightView> view = std::make_shared<FakeLightView>();
+  // When set, the window shows this view (a real one, drawn by the test) instead.
+  LightView* drawnView = nullptr;
   bool orderedOut = false;
   bool destroyed = false;
 };
@@ -70,7 +72,10 @@ class FakeLightWindow final : public LightWindow {
       : record_(std::move(record)), log_(log) {}
   ~FakeLightWindow() override { record_->destroyed = true; }
 
-  LightView* view() override { return record_->view.get(); }
+  LightView* view() override {
+    if (record_->drawnView != nullptr) return record_->drawnView;
+    return record_->view.get();
+  }
   void orderOut() override {
     recordCall(log_, "output.lightWindow.orderOut");
     record_->orderedOut = true;
@@ -112,6 +117,8 @@ class FakeOutputPlatform final : public OutputPlatform {
   // False: the platform refuses mouse monitors (no token comes back).
   bool installsMouseMonitors = true;
   Point pointer;
+  // When set, every light window made from now on shows this view.
+  LightView* lightViewToDraw = nullptr;
 
   std::vector<std::shared_ptr<LightWindowRecord>> lightWindows;
   std::vector<std::shared_ptr<HudWindowRecord>> hudWindows;
@@ -122,6 +129,7 @@ class FakeOutputPlatform final : public OutputPlatform {
     auto record = std::make_shared<LightWindowRecord>();
     record->screen = screen;
     record->maximumFramesPerSecond = maximumFramesPerSecond;
+    record->drawnView = lightViewToDraw;
     lightWindows.push_back(record);
     return std::make_unique<FakeLightWindow>(record, log);
   }

@@ -1,9 +1,12 @@
 #include "output/ambient_gradient_model.h"
+#include "output/drawable_light.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace tarvelo {
@@ -153,6 +156,75 @@ TEST(AmbientGradientModelTest, WithoutBlurRadiusChangesStillUpdateRadiusAndMargi
   EXPECT_EQ(model.containerMargin(), 150.0);
   expectFrames(model, expectedFrames(kViewWidth, kViewHeight, 150.0));
   EXPECT_FALSE(model.hasBlur());
+}
+
+// --- Radii no slider offers ---
+
+void expectFiniteFrames(const AmbientGradientModel& model) {
+  for (const GradientLayer* layer : model.layersBackToFront()) {
+    EXPECT_TRUE(std::isfinite(layer->frame.x) && std::isfinite(layer->frame.width));
+    EXPECT_TRUE(std::isfinite(layer->frame.y) && std::isfinite(layer->frame.height));
+  }
+  EXPECT_TRUE(std::isfinite(model.lightContainer().width) && std::isfinite(model.lightContainer().height));
+}
+
+TEST(AmbientGradientModelTest, AnInfiniteRadiusIsTakenAndDrawnAsTheLargestTheViewShows) {
+  AmbientGradientModel model = laidOutModel();
+  const double infinity = std::numeric_limits<double>::infinity();
+  const AmbientGradientModel::UpdateResult result = model.updateColors(distinctZones(), 1.0, infinity, 1.0);
+  EXPECT_TRUE(result.blurRadiusChanged);
+  EXPECT_EQ(model.currentBlurRadius(), infinity);
+  EXPECT_EQ(largestDrawnBlurRadius(kViewWidth, kViewHeight), 64.0 * kViewWidth);
+  EXPECT_EQ(model.drawnBlurRadius(), 64.0 * kViewWidth);
+  EXPECT_EQ(model.containerMargin(), 1.5 * 64.0 * kViewWidth);
+  expectFrames(model, expectedFrames(kViewWidth, kViewHeight, 1.5 * 64.0 * kViewWidth));
+  expectFiniteFrames(model);
+  // The same radius again differs by nothing (NaN) and changes nothing.
+  EXPECT_FALSE(model.updateColors(distinctZones(), 1.0, infinity, 1.0).blurRadiusChanged);
+  // Any finite radius after it is taken in turn.
+  EXPECT_TRUE(model.updateColors(distinctZones(), 1.0, 60.0, 1.0).blurRadiusChanged);
+  EXPECT_EQ(model.currentBlurRadius(), 60.0);
+  EXPECT_EQ(model.containerMargin(), 90.0);
+}
+
+TEST(AmbientGradientModelTest, AHugeFiniteRadiusIsKeptAndDrawnAsTheLargestTheViewShows) {
+  AmbientGradientModel model = laidOutModel();
+  model.updateColors(distinctZones(), 1.0, 1e308, 1.0);
+  EXPECT_EQ(model.currentBlurRadius(), 1e308);
+  EXPECT_EQ(model.drawnBlurRadius(), largestDrawnBlurRadius(kViewWidth, kViewHeight));
+  expectFiniteFrames(model);
+}
+
+TEST(AmbientGradientModelTest, ANaNRadiusIsIgnoredAndTheNextRealOneApplies) {
+  AmbientGradientModel model = laidOutModel();
+  const AmbientGradientModel::UpdateResult result =
+      model.updateColors(distinctZones(), 1.0, std::numeric_limits<double>::quiet_NaN(), 1.0);
+  EXPECT_FALSE(result.blurRadiusChanged);
+  EXPECT_TRUE(result.colorsChanged);
+  EXPECT_EQ(model.currentBlurRadius(), 60.0);
+  EXPECT_TRUE(model.updateColors(distinctZones(), 1.0, 100.0, 1.0).blurRadiusChanged);
+  EXPECT_EQ(model.currentBlurRadius(), 100.0);
+}
+
+TEST(AmbientGradientModelTest, ANegativeRadiusIsKeptAndDrawnUnblurredWithTheMarginFloor) {
+  AmbientGradientModel model = laidOutModel();
+  model.updateColors(distinctZones(), 1.0, -1.0, 1.0);
+  EXPECT_EQ(model.currentBlurRadius(), -1.0);
+  EXPECT_EQ(model.drawnBlurRadius(), 0.0);
+  EXPECT_EQ(model.containerMargin(), 60.0);
+  expectFrames(model, expectedFrames(kViewWidth, kViewHeight, 60.0));
+}
+
+TEST(AmbientGradientModelTest, OnlyAVeryNarrowViewDrawsARadiusASliderOffersSmaller) {
+  // The blur grid must fit the view: side × (side + 19) / 7.
+  EXPECT_EQ(largestDrawnBlurRadius(1920.0, 1080.0), 64.0 * 1920.0);
+  EXPECT_EQ(largestDrawnBlurRadius(3840.0, 2160.0), 64.0 * 3840.0);
+  EXPECT_DOUBLE_EQ(largestDrawnBlurRadius(640.0, 360.0), 360.0 * 379.0 / 7.0);
+  EXPECT_GE(largestDrawnBlurRadius(32.0, 18.0), 60.0);
+  EXPECT_EQ(drawableBlurRadius(150.0, 1920.0, 1080.0), 150.0);
+  // A view without area draws nothing: only the sign is limited.
+  EXPECT_EQ(drawableBlurRadius(1e308, 0.0, 0.0), 1e308);
+  EXPECT_EQ(drawableBlurRadius(std::numeric_limits<double>::quiet_NaN(), 1920.0, 1080.0), 0.0);
 }
 
 TEST(AmbientGradientModelTest, BlurExistsOnceBuiltWhenTheRendererHasOne) {

@@ -12,11 +12,13 @@
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "exact_light.h"
+#include "output/drawable_light.h"
 #include "output/offscreen_light_renderer.h"
 
 namespace tarvelo {
@@ -250,6 +252,28 @@ TEST(AmbientGradientViewTest, ReducedPictureForFullHdAtTheDefaultBlurIsAboutAHun
   EXPECT_EQ(renderer.view().pictureSize(), QSize(98, 56));
   EXPECT_DOUBLE_EQ(renderer.view().pictureTexelSize().width(), 20.0);
   EXPECT_DOUBLE_EQ(renderer.view().pictureTexelSize().height(), 1080.0 / 54.0);
+}
+
+// --- Values no slider offers ---
+
+// A radius past what the view shows is drawn as the largest radius that does
+// (see drawableBlurRadius), and that one as exactly as any other.
+TEST(AmbientGradientViewTest, AHugeOrInfiniteRadiusIsDrawnAsTheLargestRadiusTheViewShows) {
+  const QSize size(1920, 1080);
+  const double largest = largestDrawnBlurRadius(size.width(), size.height());
+  ASSERT_EQ(largest, 64.0 * 1920.0);
+  AmbientGradientModel atLargest;
+  atLargest.layout(size.width(), size.height());
+  atLargest.updateColors(distinctZones(), kDefaultBrightness, largest, kDefaultSpread);
+
+  const QImage huge = OffscreenLightRenderer::render(size, distinctZones(), kDefaultBrightness, kDefaultSpread, 1e308);
+  const QImage infinite = OffscreenLightRenderer::render(size, distinctZones(), kDefaultBrightness, kDefaultSpread,
+                                                         std::numeric_limits<double>::infinity());
+  const QImage drawnLargest =
+      OffscreenLightRenderer::render(size, distinctZones(), kDefaultBrightness, kDefaultSpread, largest);
+  EXPECT_EQ(largestDifference(huge, drawnLargest), 0);
+  EXPECT_EQ(largestDifference(infinite, drawnLargest), 0);
+  expectMatchesExactLight(drawnLargest, atLargest, kExactTolerance);
 }
 
 // --- Colour lists, brightness, blur changes ---

@@ -1,7 +1,10 @@
 #include "output/light_color_transition.h"
 
+#include "output/drawable_light.h"
+
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <vector>
 
 namespace tarvelo {
@@ -83,6 +86,48 @@ TEST(LightColorTransitionTest, TheColoursAlreadyShownNeedNoTransition) {
   EXPECT_FALSE(transition.retarget(model));
   model.updateColors(uniformZones(0.41F), 1.0, 60.0, 1.0);
   EXPECT_TRUE(transition.retarget(model));
+}
+
+TEST(LightColorTransitionTest, ColoursAreTakenAsTheyCanBeDrawnWithNaNAsNothing) {
+  AmbientGradientModel model = laidOutModel();
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double infinity = std::numeric_limits<double>::infinity();
+  ZoneColorList zones = uniformZones(0.5F);
+  zones[0] = ZoneColor{-2.0F, 0.0F, std::numeric_limits<float>::infinity(), 1.0F};
+  model.updateColors(zones, infinity, 60.0, nan);
+  LightColorTransition transition;
+  transition.jumpTo(model);
+  const std::vector<LightColor> modelList = modelColors(model);
+  ASSERT_EQ(transition.shown().size(), modelList.size());
+  for (std::size_t i = 0; i < modelList.size(); ++i) EXPECT_EQ(transition.shown()[i], drawableColor(modelList[i])) << i;
+  for (const LightColor& color : transition.shown()) {
+    for (const double component : {color.red, color.green, color.blue, color.alpha}) {
+      EXPECT_TRUE(component >= 0.0 && component <= 1.0) << component;
+    }
+  }
+  // A glide between such colours stays drawable, and the same colours again
+  // (NaN compares unequal with itself) need no new frame.
+  model.updateColors(uniformZones(0.2F), -infinity, 60.0, infinity);
+  EXPECT_TRUE(transition.retarget(model));
+  transition.setProgress(0.5);
+  for (const LightColor& color : transition.shown()) {
+    for (const double component : {color.red, color.green, color.blue, color.alpha}) {
+      EXPECT_TRUE(component >= 0.0 && component <= 1.0) << component;
+    }
+  }
+  transition.setProgress(1.0);
+  model.updateColors(uniformZones(0.2F), -infinity, 60.0, infinity);
+  EXPECT_FALSE(transition.retarget(model));
+}
+
+TEST(DrawableLightTest, ComponentsAreLimitedToWhatACompositorDraws) {
+  EXPECT_EQ(drawableComponent(0.25), 0.25);
+  EXPECT_EQ(drawableComponent(-0.5), 0.0);
+  EXPECT_EQ(drawableComponent(1.5), 1.0);
+  EXPECT_EQ(drawableComponent(std::numeric_limits<double>::infinity()), 1.0);
+  EXPECT_EQ(drawableComponent(-std::numeric_limits<double>::infinity()), 0.0);
+  EXPECT_EQ(drawableComponent(std::numeric_limits<double>::quiet_NaN()), 0.0);
+  EXPECT_EQ(drawableComponent(1e-310), 1e-310);
 }
 
 TEST(LightColorTransitionTest, BeforeTheLayersExistThereIsNothingToShow) {
