@@ -27,6 +27,8 @@ QQuickItem& ViewHarness::root() { return textRoot_ ? *textRoot_ : *view_->rootOb
 namespace {
 
 // What the views' sources are compiled into; text loaded from here finds them.
+constexpr int kAnimationMilliseconds = 300;
+
 const QUrl kTextUnderTest(QStringLiteral("qrc:/tarvelo/ui/TextUnderTest.qml"));
 
 }  // namespace
@@ -128,7 +130,9 @@ void ViewHarness::settle() {
   QCoreApplication::processEvents();
 }
 
+// Switches slide for a moment after they flip: a picture waits that out.
 QImage ViewHarness::grab() {
+  QTest::qWait(kAnimationMilliseconds);
   settle();
   EXPECT_EQ(view_->size(), root().size().toSize()) << "the window does not follow the view's size";
   return view_->grabWindow().convertToFormat(QImage::Format_ARGB32);
@@ -137,6 +141,7 @@ QImage ViewHarness::grab() {
 // A window is read back from its backing store, which has no alpha on the
 // offscreen platform; the view's own picture has.
 QImage ViewHarness::grabWithAlpha() {
+  QTest::qWait(kAnimationMilliseconds);
   settle();
   QSharedPointer<QQuickItemGrabResult> result = root().grabToImage();
   if (!result || !QTest::qWaitFor([&] { return !result->image().isNull(); })) {
