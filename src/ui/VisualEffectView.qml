@@ -16,8 +16,9 @@ Rectangle {
     property int blendingMode: VisualEffectView.BehindWindow
     property bool translucent: true
 
-    // A popover's frost lets a fifth of what lies behind it through.
-    readonly property real translucentAlpha: 0.8
+    // Without a blur behind it, what shows through must stay faint for the
+    // panel's text to read well over any picture.
+    readonly property real translucentAlpha: 0.92
 
     color: Qt.rgba(Theme.colors.backdrop.r, Theme.colors.backdrop.g, Theme.colors.backdrop.b,
                    translucent ? translucentAlpha : 1)
