@@ -160,6 +160,7 @@ void AppState::setLaunchAtLoginEnabled(bool enabled) {
   launchAtLogin_ = enabled;
   emit launchAtLoginChanged();
   setLaunchAtLogin(launchAtLogin_);
+  emit loginItemStatusChanged();
 }
 
 void AppState::setAutoStartOnLaunch(bool value) {
@@ -528,7 +529,21 @@ void AppState::toggleLights() {
   });
 }
 
+void AppState::switchLights(bool on) {
+  QPointer<AppState> self(this);
+  platform_.mainQueue.post([self, on] {
+    if (!self) return;
+    if (on) {
+      self->start();
+    } else {
+      self->stop();
+    }
+  });
+}
+
 // ---- Login item, permission, Settings window ----
+
+int AppState::loginItemStatus() const { return platform_.loginItems.status(); }
 
 // A failure is only logged: the toggle keeps what the user chose, and the next
 // launch's sync shows the real state.

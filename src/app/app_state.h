@@ -59,6 +59,9 @@ class AppState final : public QObject {
   // The atmosphere presets in button order, each a map with "name", "iconName"
   // and the five values; applied with applyPresetAt().
   Q_PROPERTY(QVariantList atmospherePresets READ atmospherePresetList CONSTANT)
+  // The login-item registry's status (0 not registered, 1 enabled, 2 requires
+  // approval, 3 not found), read afresh on every read.
+  Q_PROPERTY(int loginItemStatus READ loginItemStatus NOTIFY loginItemStatusChanged)
 
  public:
   // Runs the whole creation sequence: loads the stored settings, refreshes the
@@ -95,6 +98,7 @@ class AppState final : public QObject {
   QString errorMessageText() const;
   bool hasPermission() const { return hasPermission_; }
   QVariantList atmospherePresetList() const;
+  int loginItemStatus() const;
 
   // The user-editable settings. Each one stores its value on every assignment;
   // nothing is clamped here.
@@ -121,6 +125,10 @@ class AppState final : public QObject {
   // Stops the lights if they run, otherwise starts them, in a job of its own,
   // so the caller never waits for a capture start.
   Q_INVOKABLE void toggleLights();
+  // Starts the lights when `on`, otherwise stops them, in a job of its own:
+  // the panel's switch, which says what the user wants rather than asking
+  // for the opposite of the current state.
+  Q_INVOKABLE void switchLights(bool on);
   // Asks for the screen-capture permission and, when it is still missing,
   // opens the place where the user grants it.
   Q_INVOKABLE void requestPermission();
@@ -160,6 +168,8 @@ class AppState final : public QObject {
   void availableDisplaysChanged();
   void errorMessageChanged();
   void hasPermissionChanged();
+  // After every launchAtLogin assignment, once the registry has been asked to follow.
+  void loginItemStatusChanged();
 
  private:
   // Read by the capture worker on every frame, written by the setters on the

@@ -11,7 +11,6 @@
 
 #include "app/app_state.h"
 #include "output/capsule_region.h"
-#include "output/hud_icon_provider.h"
 #include "output/qt_geometry.h"
 #include "output/x11_window_hints.h"
 #include "support/fatal_error.h"
@@ -33,7 +32,7 @@ QtHudWindow::QtHudWindow(const DisplayRect& frame, AppState& appState, std::func
   if (QScreen* screen = QGuiApplication::screenAt(geometry.center())) view_->setScreen(screen);
   view_->setGeometry(geometry);
 
-  view_->engine()->addImageProvider(QString::fromLatin1(HudIconProvider::kProviderId), new HudIconProvider);
+  ui::registerSymbolIcons(*view_->engine());
   view_->setInitialProperties({{QStringLiteral("appState"), QVariant::fromValue<QObject*>(&appState)}});
   view_->setSource(ui::floatingHudViewUrl());
   hud_ = view_->rootObject();

@@ -20,14 +20,15 @@ Item {
     implicitWidth: 520
     implicitHeight: 50
 
-    // The system palette of a dark appearance.
-    readonly property color orange: "#ff9f0a"
-    readonly property color yellow: "#ffd60a"
-    readonly property color green: "#30d158"
-    readonly property color blue: "#0a84ff"
-    readonly property color indigo: "#5e5ce6"
-    readonly property color white: "#ffffff"
-    readonly property real secondaryOpacity: 0.55
+    // The HUD floats on the light, whatever the desktop's appearance: it
+    // always wears the dark variant of the palette.
+    readonly property color orange: Theme.darkColors.orange
+    readonly property color yellow: Theme.darkColors.yellow
+    readonly property color green: Theme.darkColors.green
+    readonly property color blue: Theme.darkColors.blue
+    readonly property color indigo: Theme.darkColors.indigo
+    readonly property color white: Theme.darkColors.label
+    readonly property color secondary: Theme.darkColors.secondary
 
     // The step buttons' limits. Brightness and spread step differently on purpose.
     readonly property real brightnessStep: 0.2
@@ -42,21 +43,6 @@ Item {
         return Math.trunc(value * 100) + "%"
     }
 
-    // One of the project's icons, tinted. `pointSize` is the size of the
-    // font the symbol stands in; the symbol is drawn a little taller.
-    component HUDSymbol: Image {
-        required property string name
-        required property color tint
-        property real pointSize: 12
-        readonly property int side: Math.round(pointSize * 1.25)
-
-        width: side
-        height: side
-        sourceSize: Qt.size(side, side)
-        smooth: true
-        source: "image://tarvelo-icons/" + name + "/" + tint.toString().substring(1, 7)
-    }
-
     // A plain-style round button: a symbol in a circle of translucent white.
     component HUDRoundButton: Item {
         id: button
@@ -66,7 +52,6 @@ Item {
         required property real symbolSize
         required property real side
         required property real fillOpacity
-        property real symbolOpacity: 1
         property string toolTip: ""
         readonly property bool hovered: pointer.containsMouse
 
@@ -80,13 +65,13 @@ Item {
             radius: width / 2
             color: Qt.rgba(1, 1, 1, button.fillOpacity)
         }
-        HUDSymbol {
+        Symbol {
             objectName: "symbol"
             anchors.centerIn: parent
             name: button.symbol
             tint: button.tint
             pointSize: button.symbolSize
-            opacity: button.symbolOpacity * (pointer.pressed ? 0.5 : 1)
+            opacity: tint.a * (pointer.pressed ? 0.5 : 1)
         }
         MouseArea {
             id: pointer
@@ -143,7 +128,7 @@ Item {
             spacing: 4
             opacity: pointer.pressed ? 0.5 : 1
 
-            HUDSymbol {
+            Symbol {
                 anchors.verticalCenter: parent.verticalCenter
                 name: pill.icon
                 tint: pill.color
@@ -228,7 +213,7 @@ Item {
                     id: runToggle
                     objectName: "runToggle"
                     anchors.verticalCenter: parent.verticalCenter
-                    symbol: hud.appState.isRunning ? "pause" : "play"
+                    symbol: hud.appState.isRunning ? "pause.fill" : "play.fill"
                     tint: hud.appState.isRunning ? hud.yellow : hud.green
                     symbolSize: 13
                     side: 28
@@ -250,10 +235,10 @@ Item {
                     anchors.verticalCenter: parent.verticalCenter
                     spacing: 6
 
-                    HUDSymbol {
+                    Symbol {
                         objectName: "brightnessSymbol"
                         anchors.verticalCenter: parent.verticalCenter
-                        name: "sun"
+                        name: "sun.max.fill"
                         tint: hud.orange
                         pointSize: 12
                     }
@@ -286,7 +271,7 @@ Item {
                     anchors.verticalCenter: parent.verticalCenter
                     spacing: 6
 
-                    HUDSymbol {
+                    Symbol {
                         objectName: "spreadSymbol"
                         anchors.verticalCenter: parent.verticalCenter
                         name: "rays"
@@ -328,7 +313,7 @@ Item {
                         objectName: "cinemaPill"
                         anchors.verticalCenter: parent.verticalCenter
                         title: "Cinema"
-                        icon: "popcorn"
+                        icon: "popcorn.fill"
                         color: hud.orange
                         onAction: {
                             hud.appState.brightness = 1.4
@@ -356,7 +341,7 @@ Item {
                         objectName: "subtlePill"
                         anchors.verticalCenter: parent.verticalCenter
                         title: "Subtle"
-                        icon: "moon"
+                        icon: "moon.fill"
                         color: hud.indigo
                         onAction: {
                             hud.appState.brightness = 0.7
@@ -375,8 +360,7 @@ Item {
                     objectName: "hideButton"
                     anchors.verticalCenter: parent.verticalCenter
                     symbol: "xmark"
-                    tint: hud.white
-                    symbolOpacity: hud.secondaryOpacity
+                    tint: hud.secondary
                     symbolSize: 10
                     side: 20
                     fillOpacity: 0.08

@@ -3,15 +3,33 @@
 #include <QString>
 #include <QUrl>
 
+class QQmlEngine;
+
 namespace tarvelo::ui {
 
-// Where the views and icons compiled into the program live.
+// Where the views and icons compiled into the program live, and what an
+// engine needs before it loads a view.
 
-// The floating HUD's QML view.
+// The floating HUD, the tray panel's content and the Settings form. Each view
+// takes the AppState as its required property "appState".
 QUrl floatingHudViewUrl();
+QUrl menuBarViewUrl();
+QUrl settingsViewUrl();
 
-// The project's own icon called `name` ("play", "lightbulb-lit", …) as an SVG
-// resource path, for QFile, QIcon or QSvgRenderer.
+// Serves the views' symbols on `engine` (image://tarvelo-icons/…). Every
+// engine that loads a view needs it.
+void registerSymbolIcons(QQmlEngine& engine);
+
+// registerSymbolIcons(), and the views' Qt.quit() (the panel's Quit, after it
+// has stopped the lights) ends the application's event loop.
+void prepareEngine(QQmlEngine& engine);
+
+// The SVG of the symbol `symbolName` ("lightbulb.max.fill", "rays", …) as a
+// resource path. Symbols are painted in currentColor.
+QString symbolIconPath(const QString& symbolName);
+
+// The tray's own coloured artwork called `name` ("lightbulb", "lightbulb-lit")
+// as an SVG resource path, for QIcon.
 QString iconPath(const QString& name);
 
 }  // namespace tarvelo::ui

@@ -191,7 +191,7 @@ TEST_F(HudOnX11, RestingThePointerOnTheHideButtonShowsItsTooltipAboveTheCapsule)
 
 TEST_F(HudOnX11, ToggleShowsPlayInGreenWhileStopped) {
   ASSERT_FALSE(appState->isRunning());
-  EXPECT_EQ(item("runToggle").property("symbol").toString(), QStringLiteral("play"));
+  EXPECT_EQ(item("runToggle").property("symbol").toString(), QStringLiteral("play.fill"));
   EXPECT_EQ(item("runToggle").property("tint").value<QColor>(), kGreen);
 }
 
@@ -200,7 +200,7 @@ TEST_F(HudOnX11, ToggleStartsTheLightsAndThenShowsPauseInYellow) {
   fakes.capture.joinCompletionThreads();
   fakes.mainQueue.runPending();
   ASSERT_TRUE(appState->isRunning());
-  EXPECT_EQ(item("runToggle").property("symbol").toString(), QStringLiteral("pause"));
+  EXPECT_EQ(item("runToggle").property("symbol").toString(), QStringLiteral("pause.fill"));
   EXPECT_EQ(item("runToggle").property("tint").value<QColor>(), kYellow);
 }
 
@@ -210,7 +210,7 @@ TEST_F(HudOnX11, ToggleStopsRunningLights) {
   click("runToggle");
   fakes.mainQueue.runPending();
   EXPECT_FALSE(appState->isRunning());
-  EXPECT_EQ(item("runToggle").property("symbol").toString(), QStringLiteral("play"));
+  EXPECT_EQ(item("runToggle").property("symbol").toString(), QStringLiteral("play.fill"));
 }
 
 TEST_F(HudOnX11, ToggleDecidesInAJobOfItsOwn) {
