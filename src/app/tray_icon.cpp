@@ -1,7 +1,9 @@
 #include "app/tray_icon.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QIcon>
+#include <utility>
 
 #include "app/app_state.h"
 #include "ui/ui_resources.h"
@@ -16,13 +18,15 @@ QIcon bulbIcon(bool lit) {
 
 }  // namespace
 
-TrayIcon::TrayIcon(AppState& appState, QObject* parent)
-    : QObject(parent), appState_(appState), toggleAction_(menu_.addAction(QString())) {
+TrayIcon::TrayIcon(AppState& appState, std::function<void(const QRect& anchor)> onClicked, QObject* parent)
+    : QObject(parent), appState_(appState), onClicked_(std::move(onClicked)), toggleAction_(menu_.addAction(QString())) {
+  connect(toggleAction_, &QAction::triggered, &appState_, &AppState::toggleLights);
+  connect(menu_.addAction(QStringLiteral("Settings\u2026")), &QAction::triggered, &appState_,
+          &AppState::openSettingsWindow);
   menu_.addSeparator();
   connect(menu_.addAction(QStringLiteral("Quit")), &QAction::triggered, this, &TrayIcon::quit);
-  connect(toggleAction_, &QAction::triggered, &appState_, &AppState::toggleLights);
   connect(&icon_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-    if (reason == QSystemTrayIcon::Trigger) appState_.toggleLights();
+    if (reason == QSystemTrayIcon::Trigger && onClicked_) onClicked_(anchor());
   });
   connect(&appState_, &AppState::isRunningChanged, this, &TrayIcon::showState);
   icon_.setContextMenu(&menu_);
@@ -32,6 +36,12 @@ TrayIcon::TrayIcon(AppState& appState, QObject* parent)
 }
 
 bool TrayIcon::isAvailable() { return QSystemTrayIcon::isSystemTrayAvailable(); }
+
+QRect TrayIcon::anchor() const {
+  const QRect geometry = icon_.geometry();
+  if (geometry.isValid() && !geometry.isEmpty()) return geometry;
+  return {QCursor::pos(), QSize(1, 1)};
+}
 
 void TrayIcon::showState() {
   const bool running = appState_.isRunning();

@@ -47,6 +47,14 @@ void setShape(QWindow& window, xcb_shape_kind_t kind, const std::vector<QRect>& 
   xcb_flush(connection);
 }
 
+bool compositorOwnsScreen(xcb_connection_t* connection, int screenNumber) {
+  // EWMH: a compositing manager owns the selection _NET_WM_CM_S<screen>.
+  const xcb_atom_t selection = internAtom(connection, "_NET_WM_CM_S" + std::to_string(screenNumber));
+  const XcbReply<xcb_get_selection_owner_reply_t> owner(
+      xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
+  return owner && owner->owner != XCB_WINDOW_NONE;
+}
+
 }  // namespace
 
 void markAsOverlayWindow(QWindow& window) {
@@ -85,11 +93,48 @@ bool hasCompositingManager(QWindow& window) {
        xcb_screen_next(&it), ++screenNumber) {
     if (it.data->root == tree->root) break;
   }
-  // EWMH: a compositing manager owns the selection _NET_WM_CM_S<screen>.
-  const xcb_atom_t selection = internAtom(connection, "_NET_WM_CM_S" + std::to_string(screenNumber));
-  const XcbReply<xcb_get_selection_owner_reply_t> owner(
-      xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
-  return owner && owner->owner != XCB_WINDOW_NONE;
+  return compositorOwnsScreen(connection, screenNumber);
+}
+
+bool hasCompositingManager() {
+  xcb_connection_t* connection = qtConnection();
+  if (connection == nullptr) return true;
+  char* host = nullptr;
+  int displayNumber = 0;
+  int screenNumber = 0;
+  if (xcb_parse_display(nullptr, &host, &displayNumber, &screenNumber) == 0) screenNumber = 0;
+  std::free(host);
+  return compositorOwnsScreen(connection, screenNumber);
+}
+
+void bringToFront(QWindow& window) {
+  window.show();
+  window.raise();
+  xcb_connection_t* connection = qtConnection();
+  if (connection == nullptr) {
+    window.requestActivate();
+    return;
+  }
+  const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+  const xcb_atom_t supportingCheck = internAtom(connection, "_NET_SUPPORTING_WM_CHECK");
+  const XcbReply<xcb_get_property_reply_t> manager(xcb_get_property_reply(
+      connection, xcb_get_property(connection, 0, screen->root, supportingCheck, XCB_ATOM_WINDOW, 0, 1), nullptr));
+  if (!manager || xcb_get_property_value_length(manager.get()) == 0) {
+    window.requestActivate();
+    return;
+  }
+  constexpr std::uint32_t kSourcePager = 2;
+  xcb_client_message_event_t message{};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = static_cast<xcb_window_t>(window.winId());
+  message.type = internAtom(connection, "_NET_ACTIVE_WINDOW");
+  message.data.data32[0] = kSourcePager;
+  message.data.data32[1] = XCB_CURRENT_TIME;
+  xcb_send_event(connection, 0, screen->root,
+                 XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                 reinterpret_cast<const char*>(&message));
+  xcb_flush(connection);
 }
 
 void setWindowBoundingShape(QWindow& window, const std::vector<QRect>& rects) {
