@@ -15,6 +15,10 @@ packages=(
   valgrind
   # the virtual two-display rig the X11 tests and the demo run on
   xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool libgl1-mesa-dri
+  # a desktop on the rig for the tests of the tray icon, the panel and the Settings window:
+  # a window manager, tray hosts of both protocols (trayer: XEmbed; xfce4-panel on a
+  # private session bus: StatusNotifierItem), a compositor, and the X inspection tools
+  openbox trayer xfce4-panel dbus-daemon xcompmgr x11-utils
 )
 
 missing=()

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/app_state.h"
+#include "output/x11_window_hints.h"
 #include "ui/ui_resources.h"
 
 namespace tarvelo {
@@ -38,9 +39,14 @@ TrayIcon::TrayIcon(AppState& appState, std::function<void(const QRect& anchor)> 
 bool TrayIcon::isAvailable() { return QSystemTrayIcon::isSystemTrayAvailable(); }
 
 QRect TrayIcon::anchor() const {
-  const QRect geometry = icon_.geometry();
-  if (geometry.isValid() && !geometry.isEmpty()) return geometry;
-  return {QCursor::pos(), QSize(1, 1)};
+  QRect anchor = icon_.geometry();
+  if (!anchor.isValid() || anchor.isEmpty()) anchor = QRect(QCursor::pos(), QSize(1, 1));
+  // The panel goes past the tray bar the icon sits in, not over its edge.
+  if (const std::optional<QRect> dock = dockAt(anchor.center())) {
+    if (dock->width() >= dock->height()) return {anchor.left(), dock->top(), anchor.width(), dock->height()};
+    return {dock->left(), anchor.top(), dock->width(), anchor.height()};
+  }
+  return anchor;
 }
 
 void TrayIcon::showState() {

@@ -26,9 +26,10 @@ class TrayIcon final : public QObject {
   static bool isAvailable();
 
   // Where the icon is on the screen, for what drops from it: its geometry
-  // where the tray reports one (XEmbed), otherwise the pointer as a 1 × 1
-  // rectangle, which at a click is on the icon (StatusNotifierItem hosts
-  // keep the icon's place to themselves).
+  // where the tray reports one (XEmbed), otherwise the pointer, which at a
+  // click is on the icon (StatusNotifierItem hosts keep the icon's place to
+  // themselves), as a 1 × 1 rectangle; either stretched across the
+  // thickness of the tray bar it lies in.
   QRect anchor() const;
 
   QMenu& menu() { return menu_; }

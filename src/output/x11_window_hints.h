@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QPoint>
 #include <QRect>
+#include <optional>
 #include <vector>
 
 class QWindow;
@@ -31,6 +33,10 @@ bool hasCompositingManager();
 // the pager's name is honoured. Without a window manager the input focus is
 // set directly.
 void bringToFront(QWindow& window);
+
+// The screen rectangle of the dock (a panel or tray bar) that `point` lies
+// on, if it lies on one.
+std::optional<QRect> dockAt(const QPoint& point);
 
 // Restricts where the window is drawn (bounding) and where it takes pointer
 // input (input) to the union of `rects`, in window coordinates.

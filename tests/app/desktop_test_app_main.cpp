@@ -1,6 +1,7 @@
 // The program's face over the tests' own views, as a process of its own so
 // tests can drive it through real tray hosts and watch it exit. A line
-// "show-controls" on standard input does what a second launch asks for.
+// "show-controls" on standard input does what a second launch asks for; the
+// lights' state changes are written to standard output.
 #include <QApplication>
 #include <QSocketNotifier>
 #include <QUrl>
@@ -29,6 +30,10 @@ int main(int argc, char** argv) {
         return;
       }
       if (line == "show-controls") app.showControls();
+    });
+    tarvelo::AppState& state = app.appState();
+    QObject::connect(&state, &tarvelo::AppState::isRunningChanged, [&state] {
+      std::cout << (state.isRunning() ? "lights running" : "lights stopped") << std::endl;
     });
     std::cout << "ready" << std::endl;
     return QApplication::exec();
