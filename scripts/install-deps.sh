@@ -17,6 +17,10 @@ packages=(
   xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool libgl1-mesa-dri
   # the libFuzzer target of the colour pipeline: clang, and its fuzzer and sanitizer runtimes
   clang-14 libclang-rt-14-dev
+  # a desktop on the rig for the tests of the tray icon, the panel and the Settings window:
+  # a window manager, tray hosts of both protocols (trayer: XEmbed; xfce4-panel on a
+  # private session bus: StatusNotifierItem), a compositor, and the X inspection tools
+  openbox trayer xfce4-panel dbus-daemon xcompmgr x11-utils
 )
 
 missing=()

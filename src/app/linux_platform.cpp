@@ -10,6 +10,7 @@
 #include "app/linux_permission.h"
 #include "app/qsettings_store.h"
 #include "app/qt_main_queue.h"
+#include "app/qt_settings_window_host.h"
 #include "app/qt_url_opener.h"
 #include "app/x11_key_monitors.h"
 #include "app/xdg_login_items.h"
@@ -20,23 +21,11 @@
 
 namespace tarvelo {
 
-namespace {
-
-// The Settings window's view is not part of the program yet; until it is,
-// asking for the window opens nothing rather than an empty frame.
-class NoSettingsWindowHost final : public SettingsWindowHost {
- public:
-  std::unique_ptr<SettingsWindow> createSettingsWindow(AppState&, const std::string&, int, int) override {
-    return nullptr;
-  }
-  void activateApplication() override {}
-};
-
-}  // namespace
-
 // Declared in the order they depend on each other: the main queue first,
 // the screen list after the display source it asks for output ids.
 struct LinuxPlatform::Parts {
+  explicit Parts(const QUrl& settingsViewUrl) : settingsWindows(settingsViewUrl) {}
+
   QtMainQueue mainQueue;
   QSettingsStore settings;
   X11DisplaySource displaySource;
@@ -47,11 +36,11 @@ struct LinuxPlatform::Parts {
   XdgLoginItems loginItems = XdgLoginItems::forRunningProgram();
   LinuxPermission permission;
   QtUrlOpener urls;
-  NoSettingsWindowHost settingsWindows;
+  QtSettingsWindowHost settingsWindows;
 };
 
-LinuxPlatform::LinuxPlatform()
-    : parts_(std::make_unique<Parts>()),
+LinuxPlatform::LinuxPlatform(const QUrl& settingsViewUrl)
+    : parts_(std::make_unique<Parts>(settingsViewUrl)),
       services_(std::make_unique<AppPlatform>(AppPlatform{
           parts_->mainQueue, parts_->settings, parts_->displaySource, parts_->screens, parts_->capture, parts_->output,
           parts_->keys, parts_->loginItems, parts_->permission, parts_->urls, parts_->settingsWindows})) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QUrl>
 #include <memory>
 
 #include "app/app_platform.h"
@@ -9,9 +10,10 @@ namespace tarvelo {
 // Every platform facility of a Linux desktop running X11, made once at
 // start-up. Construction throws std::runtime_error with a one-line reason
 // when the X server cannot be reached or lacks an extension the lights need.
+// The Settings window hosts the view at `settingsViewUrl`.
 class LinuxPlatform {
  public:
-  LinuxPlatform();
+  explicit LinuxPlatform(const QUrl& settingsViewUrl);
   ~LinuxPlatform();
 
   LinuxPlatform(const LinuxPlatform&) = delete;

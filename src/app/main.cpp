@@ -20,10 +20,11 @@ int main(int argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setOrganizationName(QStringLiteral("Tarvelo"));
   QApplication::setApplicationName(QStringLiteral("Tarvelo"));
-  // A tray utility: closing the Settings window must not end it.
+  // A tray utility: closing the Settings window or the panel must not end it.
   QApplication::setQuitOnLastWindowClosed(false);
   try {
-    tarvelo::TarveloApp app;
+    tarvelo::TarveloApp app(QUrl(QStringLiteral("qrc:/tarvelo/ui/MenuBarView.qml")),
+                            QUrl(QStringLiteral("qrc:/tarvelo/ui/SettingsView.qml")));
     return QApplication::exec();
   } catch (const std::exception& error) {
     std::cerr << "tarvelo: " << error.what() << std::endl;

@@ -1,15 +1,23 @@
 #include "app/tarvelo_app.h"
 
-#include <iostream>
-
 namespace tarvelo {
 
-TarveloApp::TarveloApp() : appState_(platform_.services()) {
+TarveloApp::TarveloApp(const QUrl& panelViewUrl, const QUrl& settingsViewUrl)
+    : platform_(settingsViewUrl), appState_(platform_.services()) {
   if (TrayIcon::isAvailable()) {
-    trayIcon_ = std::make_unique<TrayIcon>(appState_);
+    panel_ = std::make_unique<QtPanelWindow>(panelViewUrl, appState_, QtPanelWindow::Presentation::popUp);
+    trayIcon_ = std::make_unique<TrayIcon>(appState_, [this](const QRect& anchor) { panel_->toggleNextTo(anchor); });
   } else {
-    std::cerr << "tarvelo: no system tray is running; use the keyboard shortcuts (Super+Shift+L toggles the lights)"
-              << std::endl;
+    panel_ = std::make_unique<QtPanelWindow>(panelViewUrl, appState_, QtPanelWindow::Presentation::window);
+    panel_->bringForward();
+  }
+}
+
+void TarveloApp::showControls() {
+  if (trayIcon_) {
+    panel_->popUpNextTo(trayIcon_->anchor());
+  } else {
+    panel_->bringForward();
   }
 }
 

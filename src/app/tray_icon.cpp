@@ -1,9 +1,12 @@
 #include "app/tray_icon.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QIcon>
+#include <utility>
 
 #include "app/app_state.h"
+#include "output/x11_window_hints.h"
 #include "ui/ui_resources.h"
 
 namespace tarvelo {
@@ -16,13 +19,15 @@ QIcon bulbIcon(bool lit) {
 
 }  // namespace
 
-TrayIcon::TrayIcon(AppState& appState, QObject* parent)
-    : QObject(parent), appState_(appState), toggleAction_(menu_.addAction(QString())) {
+TrayIcon::TrayIcon(AppState& appState, std::function<void(const QRect& anchor)> onClicked, QObject* parent)
+    : QObject(parent), appState_(appState), onClicked_(std::move(onClicked)), toggleAction_(menu_.addAction(QString())) {
+  connect(toggleAction_, &QAction::triggered, &appState_, &AppState::toggleLights);
+  connect(menu_.addAction(QStringLiteral("Settings\u2026")), &QAction::triggered, &appState_,
+          &AppState::openSettingsWindow);
   menu_.addSeparator();
   connect(menu_.addAction(QStringLiteral("Quit")), &QAction::triggered, this, &TrayIcon::quit);
-  connect(toggleAction_, &QAction::triggered, &appState_, &AppState::toggleLights);
   connect(&icon_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-    if (reason == QSystemTrayIcon::Trigger) appState_.toggleLights();
+    if (reason == QSystemTrayIcon::Trigger && onClicked_) onClicked_(anchor());
   });
   connect(&appState_, &AppState::isRunningChanged, this, &TrayIcon::showState);
   icon_.setContextMenu(&menu_);
@@ -32,6 +37,17 @@ TrayIcon::TrayIcon(AppState& appState, QObject* parent)
 }
 
 bool TrayIcon::isAvailable() { return QSystemTrayIcon::isSystemTrayAvailable(); }
+
+QRect TrayIcon::anchor() const {
+  QRect anchor = icon_.geometry();
+  if (!anchor.isValid() || anchor.isEmpty()) anchor = QRect(QCursor::pos(), QSize(1, 1));
+  // The panel goes past the tray bar the icon sits in, not over its edge.
+  if (const std::optional<QRect> dock = dockAt(anchor.center())) {
+    if (dock->width() >= dock->height()) return {anchor.left(), dock->top(), anchor.width(), dock->height()};
+    return {dock->left(), anchor.top(), dock->width(), anchor.height()};
+  }
+  return anchor;
+}
 
 void TrayIcon::showState() {
   const bool running = appState_.isRunning();

@@ -4,6 +4,8 @@
 #include <xcb/xcb.h>
 
 #include <QGuiApplication>
+#include <QEvent>
+#include <QObject>
 #include <QWindow>
 #include <array>
 #include <cstdint>
@@ -47,6 +49,14 @@ void setShape(QWindow& window, xcb_shape_kind_t kind, const std::vector<QRect>& 
   xcb_flush(connection);
 }
 
+bool compositorOwnsScreen(xcb_connection_t* connection, int screenNumber) {
+  // EWMH: a compositing manager owns the selection _NET_WM_CM_S<screen>.
+  const xcb_atom_t selection = internAtom(connection, "_NET_WM_CM_S" + std::to_string(screenNumber));
+  const XcbReply<xcb_get_selection_owner_reply_t> owner(
+      xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
+  return owner && owner->owner != XCB_WINDOW_NONE;
+}
+
 }  // namespace
 
 void markAsOverlayWindow(QWindow& window) {
@@ -85,11 +95,126 @@ bool hasCompositingManager(QWindow& window) {
        xcb_screen_next(&it), ++screenNumber) {
     if (it.data->root == tree->root) break;
   }
-  // EWMH: a compositing manager owns the selection _NET_WM_CM_S<screen>.
-  const xcb_atom_t selection = internAtom(connection, "_NET_WM_CM_S" + std::to_string(screenNumber));
-  const XcbReply<xcb_get_selection_owner_reply_t> owner(
-      xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
-  return owner && owner->owner != XCB_WINDOW_NONE;
+  return compositorOwnsScreen(connection, screenNumber);
+}
+
+bool hasCompositingManager() {
+  xcb_connection_t* connection = qtConnection();
+  if (connection == nullptr) return true;
+  char* host = nullptr;
+  int displayNumber = 0;
+  int screenNumber = 0;
+  if (xcb_parse_display(nullptr, &host, &displayNumber, &screenNumber) == 0) screenNumber = 0;
+  std::free(host);
+  return compositorOwnsScreen(connection, screenNumber);
+}
+
+namespace {
+
+void askForActivation(QWindow& window) {
+  xcb_connection_t* connection = qtConnection();
+  const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+  constexpr std::uint32_t kSourcePager = 2;
+  xcb_client_message_event_t message{};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = static_cast<xcb_window_t>(window.winId());
+  message.type = internAtom(connection, "_NET_ACTIVE_WINDOW");
+  message.data.data32[0] = kSourcePager;
+  message.data.data32[1] = XCB_CURRENT_TIME;
+  xcb_send_event(connection, 0, screen->root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                 reinterpret_cast<const char*>(&message));
+  xcb_flush(connection);
+}
+
+// A window manager gives a window it has just mapped the focus only if the
+// window's last user input is recent, and one it has not mapped yet cannot be
+// activated at all; so a window shown from its hidden state asks once more
+// when it first shows on the screen.
+class ActivateWhenExposed final : public QObject {
+ public:
+  explicit ActivateWhenExposed(QWindow& window) : QObject(&window), window_(window) { window.installEventFilter(this); }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (watched == &window_ && event->type() == QEvent::Expose && window_.isExposed()) {
+      askForActivation(window_);
+      deleteLater();
+    }
+    return false;
+  }
+
+ private:
+  QWindow& window_;
+};
+
+}  // namespace
+
+void bringToFront(QWindow& window) {
+  const bool wasVisible = window.isVisible();
+  window.show();
+  window.raise();
+  xcb_connection_t* connection = qtConnection();
+  if (connection == nullptr) {
+    window.requestActivate();
+    return;
+  }
+  const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+  const xcb_atom_t supportingCheck = internAtom(connection, "_NET_SUPPORTING_WM_CHECK");
+  const XcbReply<xcb_get_property_reply_t> manager(xcb_get_property_reply(
+      connection, xcb_get_property(connection, 0, screen->root, supportingCheck, XCB_ATOM_WINDOW, 0, 1), nullptr));
+  if (!manager || xcb_get_property_value_length(manager.get()) == 0) {
+    window.requestActivate();
+    return;
+  }
+  askForActivation(window);
+  if (!wasVisible) new ActivateWhenExposed(window);
+}
+
+std::optional<QRect> dockAt(const QPoint& point) {
+  xcb_connection_t* connection = qtConnection();
+  if (connection == nullptr) return std::nullopt;
+  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+  const xcb_atom_t typeAtom = internAtom(connection, "_NET_WM_WINDOW_TYPE");
+  const xcb_atom_t dockAtom = internAtom(connection, "_NET_WM_WINDOW_TYPE_DOCK");
+  // The top-most mapped window under the point, in its parent's coordinates;
+  // a window manager's frame holds the client one level down.
+  xcb_window_t parent = root;
+  QPoint inParent = point;
+  for (int depth = 0; depth < 2; ++depth) {
+    const XcbReply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(connection, xcb_query_tree(connection, parent), nullptr));
+    if (!tree) return std::nullopt;
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    std::optional<xcb_window_t> hit;
+    QRect hitRect;
+    for (int i = xcb_query_tree_children_length(tree.get()) - 1; i >= 0 && !hit; --i) {
+      const XcbReply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
+          connection, xcb_get_window_attributes(connection, children[i]), nullptr));
+      if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE) continue;
+      const XcbReply<xcb_get_geometry_reply_t> geometry(
+          xcb_get_geometry_reply(connection, xcb_get_geometry(connection, children[i]), nullptr));
+      if (!geometry) continue;
+      const QRect rect(geometry->x, geometry->y, geometry->width, geometry->height);
+      if (!rect.contains(inParent)) continue;
+      hit = children[i];
+      hitRect = rect;
+    }
+    if (!hit) return std::nullopt;
+    const XcbReply<xcb_get_property_reply_t> type(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, *hit, typeAtom, XCB_ATOM_ATOM, 0, 8), nullptr));
+    if (type && xcb_get_property_value_length(type.get()) > 0) {
+      const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(type.get()));
+      const int count = xcb_get_property_value_length(type.get()) / static_cast<int>(sizeof(xcb_atom_t));
+      for (int k = 0; k < count; ++k) {
+        if (atoms[k] == dockAtom) return hitRect.translated(point - inParent);
+      }
+      return std::nullopt;  // a client, and not a dock
+    }
+    parent = *hit;
+    inParent -= hitRect.topLeft();
+  }
+  return std::nullopt;
 }
 
 void setWindowBoundingShape(QWindow& window, const std::vector<QRect>& rects) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QPoint>
 #include <QRect>
+#include <optional>
 #include <vector>
 
 class QWindow;
@@ -8,7 +10,7 @@ class QWindow;
 namespace tarvelo {
 
 // What the window manager and the compositor should know about the program's
-// own overlay windows (the light and the HUD), written as X properties on
+// own overlay windows (the light, the HUD and the panel), written as X properties on
 // Qt's connection so they reach the server before Qt maps the window.
 
 // Visible on every desktop, left out of taskbars and pagers, and without a
@@ -20,6 +22,21 @@ void markAsOverlayWindow(QWindow& window);
 // Whether a compositing manager runs on the window's X screen, i.e. whether
 // translucent pixels are blended with what lies below instead of shown as-is.
 bool hasCompositingManager(QWindow& window);
+// The same for the X screen the program was started on, before any window
+// exists (a translucent window needs its visual chosen before creation).
+bool hasCompositingManager();
+
+// Shows, raises and focuses a window the way a pager or a taskbar asks for
+// it. Window managers refuse focus to an application whose last user input
+// is older than another window's (focus-stealing prevention), which is
+// exactly the case when the request comes from a second launch; a request in
+// the pager's name is honoured. Without a window manager the input focus is
+// set directly.
+void bringToFront(QWindow& window);
+
+// The screen rectangle of the dock (a panel or tray bar) that `point` lies
+// on, if it lies on one.
+std::optional<QRect> dockAt(const QPoint& point);
 
 // Restricts where the window is drawn (bounding) and where it takes pointer
 // input (input) to the union of `rects`, in window coordinates.

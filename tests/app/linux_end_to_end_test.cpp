@@ -52,7 +52,7 @@ class LinuxEndToEndTest : public ::testing::Test {
     // Each test starts from a fresh settings file.
     QFile::remove(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                   QStringLiteral("/Tarvelo/Tarvelo.conf"));
-    platform_ = std::make_unique<LinuxPlatform>();
+    platform_ = std::make_unique<LinuxPlatform>(QUrl(QStringLiteral("qrc:/tarvelo/ui/SettingsView.qml")));
   }
 
   void TearDown() override {
