@@ -13,4 +13,26 @@ TarveloApp::TarveloApp() : appState_(platform_.services()) {
   }
 }
 
+void TarveloApp::perform(InstanceCommand command) {
+  switch (command) {
+    case InstanceCommand::ShowControls:
+      showControls();
+      break;
+    case InstanceCommand::OpenSettings:
+      appState_.openSettingsWindow();
+      break;
+    case InstanceCommand::ToggleLights:
+      appState_.toggleLights();
+      break;
+    case InstanceCommand::StartLights:
+      appState_.start();
+      break;
+    case InstanceCommand::StopLights:
+      appState_.stop();
+      break;
+  }
+}
+
+void TarveloApp::showControls() { appState_.openSettingsWindow(); }
+
 }  // namespace tarvelo

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "app/app_state.h"
+#include "app/instance_command.h"
 #include "app/linux_platform.h"
 #include "app/tray_icon.h"
 
@@ -15,6 +16,13 @@ class TarveloApp {
   TarveloApp();
 
   AppState& appState() { return appState_; }
+
+  // Carries out what a launch asked for: this one's own option, or a later
+  // launch's command handed over the instance channel.
+  void perform(InstanceCommand command);
+  // Brings the program's controls forward. Until the tray panel exists, that
+  // is the Settings window.
+  void showControls();
 
  private:
   LinuxPlatform platform_;
