@@ -15,6 +15,8 @@ packages=(
   valgrind
   # the virtual two-display rig the X11 tests and the demo run on
   xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xdotool libgl1-mesa-dri
+  # the Debian package and the checks of what an install puts in place
+  dpkg-dev desktop-file-utils appstream lintian
 )
 
 missing=()

@@ -94,6 +94,9 @@ class AppState final : public QObject {
   const std::optional<std::string>& errorMessage() const { return errorMessage_; }
   QString errorMessageText() const;
   bool hasPermission() const { return hasPermission_; }
+  // Frames whose colours reached the light since creation; for the figures
+  // --verbose prints.
+  std::uint64_t framesShown() const { return framesShown_; }
   QVariantList atmospherePresetList() const;
 
   // The user-editable settings. Each one stores its value on every assignment;
@@ -214,6 +217,7 @@ class AppState final : public QObject {
   std::vector<DisplayInfo> availableDisplays_;
   std::optional<std::string> errorMessage_;
   bool hasPermission_;
+  std::uint64_t framesShown_ = 0;
 
   DisplayManager displayManager_;
   std::shared_ptr<ScreenCaptureService> captureService_;

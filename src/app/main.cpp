@@ -51,7 +51,7 @@ int main(int argc, char** argv) {
   // A tray utility: closing the Settings window must not end it.
   QApplication::setQuitOnLastWindowClosed(false);
   try {
-    tarvelo::TarveloApp app;
+    tarvelo::TarveloApp app(launch.verbose);
     channel->listen([&app](tarvelo::InstanceCommand command) { app.perform(command); });
     if (launch.command) app.perform(*launch.command);
     return QApplication::exec();

@@ -4,7 +4,8 @@
 
 namespace tarvelo {
 
-TarveloApp::TarveloApp() : appState_(platform_.services()) {
+TarveloApp::TarveloApp(bool verbose) : appState_(platform_.services()) {
+  if (verbose) verboseReporter_ = std::make_unique<VerboseReporter>(appState_);
   if (TrayIcon::isAvailable()) {
     trayIcon_ = std::make_unique<TrayIcon>(appState_);
   } else {

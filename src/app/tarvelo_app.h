@@ -6,6 +6,7 @@
 #include "app/instance_command.h"
 #include "app/linux_platform.h"
 #include "app/tray_icon.h"
+#include "app/verbose_reporter.h"
 
 namespace tarvelo {
 
@@ -13,7 +14,8 @@ namespace tarvelo {
 // process, and the tray icon that is its face.
 class TarveloApp {
  public:
-  TarveloApp();
+  // `verbose`: print the capture and light figures every 10 seconds.
+  explicit TarveloApp(bool verbose = false);
 
   AppState& appState() { return appState_; }
 
@@ -28,6 +30,7 @@ class TarveloApp {
   LinuxPlatform platform_;
   AppState appState_;
   std::unique_ptr<TrayIcon> trayIcon_;
+  std::unique_ptr<VerboseReporter> verboseReporter_;
 };
 
 }  // namespace tarvelo
