@@ -21,6 +21,8 @@ packages=(
   # a window manager, tray hosts of both protocols (trayer: XEmbed; xfce4-panel on a
   # private session bus: StatusNotifierItem), a compositor, and the X inspection tools
   openbox trayer xfce4-panel dbus-daemon xcompmgr x11-utils
+  # the Debian package and the checks of what an install puts in place
+  dpkg-dev desktop-file-utils appstream lintian
 )
 
 missing=()

@@ -58,8 +58,9 @@ cpu_ms() {  # pid → user + system milliseconds so far
 median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
 start_tarvelo() {  # capture rate
-  export XDG_CONFIG_HOME=$work/config
+  export XDG_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/runtime
   mkdir -p "$XDG_CONFIG_HOME/Tarvelo"
+  mkdir -p -m 0700 "$XDG_RUNTIME_DIR"
   printf '[General]\ntarvelo.autoStartOnLaunch=true\ntarvelo.showFloatingHUD=false\ntarvelo.captureRate=%s\n' "$1" \
     > "$XDG_CONFIG_HOME/Tarvelo/Tarvelo.conf"
   "$tarvelo" > "$work/tarvelo.log" 2>&1 &

@@ -36,6 +36,9 @@ pids+=($!)
 # A settings file of the demo's own: the lights start by themselves at launch,
 # and the user's real settings are not touched.
 export XDG_CONFIG_HOME=$demo/config
+# Its own instance channel too, so a Tarvelo the user runs is not the one that answers.
+export XDG_RUNTIME_DIR=$demo/runtime
+mkdir -p -m 0700 "$XDG_RUNTIME_DIR"
 mkdir -p "$XDG_CONFIG_HOME/Tarvelo"
 printf '[General]\ntarvelo.autoStartOnLaunch=true\n' > "$XDG_CONFIG_HOME/Tarvelo/Tarvelo.conf"
 "$tarvelo" > "$demo/tarvelo.log" 2>&1 &

@@ -500,6 +500,7 @@ void AppState::showColors(const ZoneColorList& colors, double brightness, double
   if (!isRunning_ || !ambientWindow_) return;
   LightView* view = ambientWindow_->ambientView();
   if (view == nullptr) return;
+  ++framesShown_;
   view->updateColors(colors, brightness, blurRadius, spread);
 }
 

@@ -97,6 +97,9 @@ class AppState final : public QObject {
   const std::optional<std::string>& errorMessage() const { return errorMessage_; }
   QString errorMessageText() const;
   bool hasPermission() const { return hasPermission_; }
+  // Frames whose colours reached the light since creation; for the figures
+  // --verbose prints.
+  std::uint64_t framesShown() const { return framesShown_; }
   QVariantList atmospherePresetList() const;
   int loginItemStatus() const;
 
@@ -226,6 +229,7 @@ class AppState final : public QObject {
   std::vector<DisplayInfo> availableDisplays_;
   std::optional<std::string> errorMessage_;
   bool hasPermission_;
+  std::uint64_t framesShown_ = 0;
 
   DisplayManager displayManager_;
   std::shared_ptr<ScreenCaptureService> captureService_;

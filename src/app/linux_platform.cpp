@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "app/linux_permission.h"
+#include "app/local_socket_instance_channel.h"
 #include "app/qsettings_store.h"
 #include "app/qt_main_queue.h"
 #include "app/qt_settings_window_host.h"
@@ -66,6 +67,10 @@ void LinuxPlatform::chooseSceneGraphBackend() {
     if (entry.path().filename().string().starts_with("renderD")) return;
   }
   QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+}
+
+std::unique_ptr<InstanceChannel> LinuxPlatform::makeInstanceChannel() {
+  return std::make_unique<LocalSocketInstanceChannel>(LocalSocketInstanceChannel::directoryForCurrentUser());
 }
 
 }  // namespace tarvelo

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "app/app_platform.h"
+#include "app/instance_channel.h"
 
 namespace tarvelo {
 
@@ -24,6 +25,10 @@ class LinuxPlatform {
   // Picks how Qt Quick draws, before the application object exists: OpenGL
   // where there is a GPU, Qt Quick's own software renderer where there is not.
   static void chooseSceneGraphBackend();
+
+  // The channel between launches, which decides before the X server is even
+  // asked whether this launch runs or hands its command to the running one.
+  static std::unique_ptr<InstanceChannel> makeInstanceChannel();
 
  private:
   struct Parts;

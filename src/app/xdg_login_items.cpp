@@ -1,5 +1,7 @@
 #include "app/xdg_login_items.h"
 
+#include "app/application_identity.h"
+
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -19,7 +21,7 @@ namespace tarvelo {
 
 namespace {
 
-constexpr std::string_view kEntryFileName = "tarvelo.desktop";
+constexpr std::string_view kPreviousEntryFileName = "tarvelo.desktop";
 constexpr std::string_view kEntryGroup = "[Desktop Entry]";
 constexpr std::string_view kReservedInExec = " \t\n\"'\\><~|&;$*?#()`";
 
@@ -28,6 +30,8 @@ std::string errnoText() { return std::system_category().message(errno); }
 std::runtime_error writeFailure(const std::filesystem::path& path, const std::string& reason) {
   return std::runtime_error("cannot write " + path.string() + ": " + reason);
 }
+
+std::string entryFileName() { return std::string(kApplicationId) + ".desktop"; }
 
 std::string trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(" \t");
@@ -41,6 +45,8 @@ struct EntryKeys {
   std::optional<std::string> exec;
   std::optional<std::string> hidden;
   std::optional<std::string> gnomeAutostartEnabled;
+
+  bool switchedOn() const { return hidden != "true" && gnomeAutostartEnabled != "false"; }
 };
 
 EntryKeys readEntryKeys(std::istream& input) {
@@ -157,13 +163,27 @@ std::string desktopEntryExec(const std::filesystem::path& program) {
   return value;
 }
 
-XdgLoginItems::XdgLoginItems(std::filesystem::path autostartDirectory, std::filesystem::path executable)
+XdgLoginItems::XdgLoginItems(std::filesystem::path autostartDirectory,
+                             std::optional<std::filesystem::path> installedExecutable)
     : autostartDirectory_(std::move(autostartDirectory)),
-      entryPath_(autostartDirectory_ / kEntryFileName),
-      exec_(desktopEntryExec(executable)) {}
+      entryPath_(autostartDirectory_ / entryFileName()),
+      previousEntryPath_(autostartDirectory_ / kPreviousEntryFileName) {
+  if (installedExecutable) exec_ = desktopEntryExec(*installedExecutable);
+}
 
 XdgLoginItems XdgLoginItems::forRunningProgram() {
-  return XdgLoginItems(defaultAutostartDirectory(), runningExecutable());
+  const std::optional<std::filesystem::path> executable = runningExecutable();
+  return XdgLoginItems(defaultAutostartDirectory(), executable ? installedProgram(*executable) : std::nullopt);
+}
+
+std::optional<std::filesystem::path> XdgLoginItems::installedProgram(const std::filesystem::path& executable) {
+  const std::filesystem::path programDirectory = executable.parent_path();
+  const std::filesystem::path prefix = programDirectory.parent_path();
+  if (!executable.is_absolute() || programDirectory.filename() != kInstallBinDir) return std::nullopt;
+  std::error_code error;
+  const std::filesystem::path desktopEntry = prefix / kInstallDataDir / "applications" / entryFileName();
+  if (!std::filesystem::is_regular_file(desktopEntry, error)) return std::nullopt;
+  return executable;
 }
 
 std::filesystem::path XdgLoginItems::defaultAutostartDirectory() {
@@ -176,38 +196,70 @@ std::filesystem::path XdgLoginItems::defaultAutostartDirectory() {
   return *home / ".config" / "autostart";
 }
 
-std::filesystem::path XdgLoginItems::runningExecutable() { return std::filesystem::read_symlink("/proc/self/exe"); }
+std::optional<std::filesystem::path> XdgLoginItems::runningExecutable() {
+  std::error_code error;
+  std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error || executable.empty()) return std::nullopt;
+  return executable;
+}
 
 std::string XdgLoginItems::entryText() const {
+  if (!exec_) return {};
   return "[Desktop Entry]\n"
          "Type=Application\n"
          "Name=Tarvelo\n"
          "Comment=Ambient light from the picture on the display above\n"
          "Exec=" +
-         exec_ +
+         *exec_ +
          "\n"
          "X-GNOME-Autostart-enabled=true\n";
 }
 
 int XdgLoginItems::status() {
+  if (!exec_) return kNotFound;
+  carryOverPreviousEntry();
   std::ifstream entry(entryPath_);
   if (!entry) return 0;
   const EntryKeys keys = readEntryKeys(entry);
-  const bool ours = keys.exec == exec_;
-  const bool hidden = keys.hidden == "true";
-  const bool switchedOff = keys.gnomeAutostartEnabled == "false";
-  return ours && !hidden && !switchedOff ? kEnabled : 0;
+  return keys.exec == exec_ && keys.switchedOn() ? kEnabled : 0;
+}
+
+// The user asked an earlier version to start at login: keep that wish under
+// the new name, for this program. An entry that is switched off is left for
+// the next register or unregister to clear.
+void XdgLoginItems::carryOverPreviousEntry() {
+  std::error_code error;
+  if (std::filesystem::exists(entryPath_, error) || error) return;
+  std::ifstream previous(previousEntryPath_);
+  if (!previous || !readEntryKeys(previous).switchedOn()) return;
+  try {
+    registerApp();
+  } catch (const std::exception&) {
+    // Nothing moved; the status reads as not registered and the toggle can
+    // register afresh.
+  }
+}
+
+void XdgLoginItems::removePreviousEntry() {
+  if (unlink(previousEntryPath_.c_str()) != 0 && errno != ENOENT) {
+    throw std::runtime_error("cannot remove " + previousEntryPath_.string() + ": " + errnoText());
+  }
 }
 
 void XdgLoginItems::registerApp() {
+  if (!exec_) {
+    throw std::runtime_error("only an installed Tarvelo can start at login, and this copy is not installed");
+  }
   createDirectories(autostartDirectory_);
   writeAtomically(entryPath_, entryText());
+  removePreviousEntry();
 }
 
 void XdgLoginItems::unregisterApp() {
   if (unlink(entryPath_.c_str()) != 0 && errno != ENOENT) {
     throw std::runtime_error("cannot remove " + entryPath_.string() + ": " + errnoText());
   }
+  removePreviousEntry();
 }
 
 }  // namespace tarvelo

@@ -18,6 +18,8 @@ QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen)
   window_->setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
                     Qt::WindowTransparentForInput | Qt::NoDropShadowWindowHint);
   window_->setColor(Qt::black);
+  // How --verbose finds the light among the program's windows to count its frames.
+  window_->setObjectName(QStringLiteral("tarvelo-light"));
   if (screen != nullptr) window_->setScreen(screen);
   window_->setGeometry(pixelRect(frame));
 

@@ -135,7 +135,8 @@ const std::string kExpectedEntry =
 class XdgLoginItemsTest : public ::testing::Test {
  protected:
   fs::path autostart() const { return home.path() / "autostart"; }
-  fs::path entry() const { return autostart() / "tarvelo.desktop"; }
+  fs::path entry() const { return autostart() / "com.tarvelo.Tarvelo.desktop"; }
+  fs::path previousEntry() const { return autostart() / "tarvelo.desktop"; }
 
   TemporaryDirectory home;
   XdgLoginItems items{autostart(), kProgram};
@@ -218,7 +219,7 @@ TEST_F(XdgLoginItemsTest, OnlyTheDesktopEntryGroupCountsAndSpacesAroundEqualsAre
 TEST_F(XdgLoginItemsTest, RegisteringWhenAlreadyRegisteredLeavesOneEntry) {
   items.registerApp();
   items.registerApp();
-  EXPECT_EQ(fileNames(autostart()), std::vector<std::string>{"tarvelo.desktop"});
+  EXPECT_EQ(fileNames(autostart()), std::vector<std::string>{"com.tarvelo.Tarvelo.desktop"});
   EXPECT_EQ(readFile(entry()), kExpectedEntry);
   EXPECT_EQ(items.status(), LoginItemService::kEnabled);
 }
@@ -340,10 +341,95 @@ TEST(XdgLoginItemsDefaultsTest, WithoutHomeTheUserDatabaseGivesTheHome) {
 }
 
 TEST(XdgLoginItemsDefaultsTest, TheExecutableIsTheRunningTestProgram) {
-  const fs::path executable = XdgLoginItems::runningExecutable();
-  EXPECT_TRUE(executable.is_absolute());
-  EXPECT_EQ(executable.filename(), "app_linux_platform_test");
-  EXPECT_TRUE(fs::is_regular_file(executable));
+  const std::optional<fs::path> executable = XdgLoginItems::runningExecutable();
+  ASSERT_TRUE(executable.has_value());
+  EXPECT_TRUE(executable->is_absolute());
+  EXPECT_EQ(executable->filename(), "app_linux_platform_test");
+  EXPECT_TRUE(fs::is_regular_file(*executable));
+}
+
+// ---- Installed or not ----
+
+TEST(XdgLoginItemsInstallTest, AProgramBesideItsInstalledDesktopEntryIsInstalled) {
+  TemporaryDirectory prefix;
+  writeFile(prefix.path() / "bin" / "tarvelo", "");
+  writeFile(prefix.path() / "share" / "applications" / "com.tarvelo.Tarvelo.desktop", "");
+  EXPECT_EQ(XdgLoginItems::installedProgram(prefix.path() / "bin" / "tarvelo"), prefix.path() / "bin" / "tarvelo");
+}
+
+TEST(XdgLoginItemsInstallTest, AProgramWithoutTheDesktopEntryBesideItIsNotInstalled) {
+  TemporaryDirectory prefix;
+  writeFile(prefix.path() / "bin" / "tarvelo", "");
+  writeFile(prefix.path() / "share" / "applications" / "tarvelo.desktop", "");
+  EXPECT_EQ(XdgLoginItems::installedProgram(prefix.path() / "bin" / "tarvelo"), std::nullopt);
+}
+
+TEST(XdgLoginItemsInstallTest, AProgramInABuildFolderIsNotInstalledEvenWithAnEntryAbove) {
+  TemporaryDirectory build;
+  writeFile(build.path() / "src" / "app" / "tarvelo", "");
+  writeFile(build.path() / "src" / "share" / "applications" / "com.tarvelo.Tarvelo.desktop", "");
+  EXPECT_EQ(XdgLoginItems::installedProgram(build.path() / "src" / "app" / "tarvelo"), std::nullopt);
+}
+
+TEST(XdgLoginItemsInstallTest, TheTestProgramRunsFromTheBuildTreeSoTheLoginItemIsNotFound) {
+  EXPECT_EQ(XdgLoginItems::forRunningProgram().status(), XdgLoginItems::kNotFound);
+}
+
+TEST(XdgLoginItemsInstallTest, WithoutAnInstalledProgramTheStatusIsNotFoundAndRegisteringWritesNothing) {
+  TemporaryDirectory home;
+  XdgLoginItems items(home.path() / "autostart", std::nullopt);
+  EXPECT_EQ(items.status(), XdgLoginItems::kNotFound);
+  EXPECT_EQ(thrownMessage([&] { items.registerApp(); }),
+            "only an installed Tarvelo can start at login, and this copy is not installed");
+  EXPECT_FALSE(fs::exists(home.path() / "autostart"));
+}
+
+// ---- The entry an earlier version wrote ----
+
+const std::string kPreviousEntry =
+    "[Desktop Entry]\n"
+    "Type=Application\n"
+    "Name=Tarvelo\n"
+    "Comment=Ambient light from the picture on the display above\n"
+    "Exec=/home/ann/tarvelo/build/release/src/app/tarvelo\n"
+    "X-GNOME-Autostart-enabled=true\n";
+
+TEST_F(XdgLoginItemsTest, AnEnabledEntryUnderThePreviousNameIsCarriedOverToThisProgram) {
+  writeFile(previousEntry(), kPreviousEntry);
+  EXPECT_EQ(items.status(), LoginItemService::kEnabled);
+  EXPECT_EQ(readFile(entry()), kExpectedEntry);
+  EXPECT_FALSE(fs::exists(previousEntry()));
+  EXPECT_EQ(fileNames(autostart()), std::vector<std::string>{"com.tarvelo.Tarvelo.desktop"});
+}
+
+TEST_F(XdgLoginItemsTest, ASwitchedOffEntryUnderThePreviousNameStaysOffAndRegisteringClearsIt) {
+  writeFile(previousEntry(), kPreviousEntry + "Hidden=true\n");
+  EXPECT_EQ(items.status(), 0);
+  EXPECT_TRUE(fs::exists(previousEntry()));
+  items.registerApp();
+  EXPECT_FALSE(fs::exists(previousEntry()));
+  EXPECT_EQ(items.status(), LoginItemService::kEnabled);
+}
+
+TEST_F(XdgLoginItemsTest, UnregisterAlsoRemovesTheEntryUnderThePreviousName) {
+  writeFile(previousEntry(), kPreviousEntry + "X-GNOME-Autostart-enabled=false\n");
+  items.unregisterApp();
+  EXPECT_FALSE(fs::exists(previousEntry()));
+}
+
+TEST_F(XdgLoginItemsTest, ANewEntryWinsOverOneUnderThePreviousName) {
+  items.registerApp();
+  writeFile(previousEntry(), kPreviousEntry);
+  EXPECT_EQ(items.status(), LoginItemService::kEnabled);
+  EXPECT_TRUE(fs::exists(previousEntry()));
+}
+
+TEST_F(XdgLoginItemsTest, AnUninstalledCopyLeavesAnEntryUnderThePreviousNameAlone) {
+  writeFile(previousEntry(), kPreviousEntry);
+  XdgLoginItems fromBuildTree(autostart(), std::nullopt);
+  EXPECT_EQ(fromBuildTree.status(), XdgLoginItems::kNotFound);
+  EXPECT_EQ(readFile(previousEntry()), kPreviousEntry);
+  EXPECT_FALSE(fs::exists(entry()));
 }
 
 // ---- Through the application state ----
@@ -353,8 +439,9 @@ class LoginItemWithAppStateTest : public ::testing::Test, protected AppStateHarn
   // The state goes before the login items and the platform it refers to.
   ~LoginItemWithAppStateTest() override { appState.reset(); }
 
-  AppState& createWith(const fs::path& autostartDirectory) {
-    items = std::make_unique<XdgLoginItems>(autostartDirectory, kProgram);
+  AppState& createWith(const fs::path& autostartDirectory,
+                       std::optional<fs::path> installedProgram = kProgram) {
+    items = std::make_unique<XdgLoginItems>(autostartDirectory, installedProgram);
     platform = std::make_unique<AppPlatform>(AppPlatform{fakes.mainQueue, fakes.settings, fakes.displays,
                                                          fakes.screens, fakes.capture, fakes.output, fakes.keys,
                                                          *items, fakes.permission, fakes.urls, fakes.settingsWindows});
@@ -377,7 +464,7 @@ TEST_F(LoginItemWithAppStateTest, TheLoginToggleWritesAndRemovesTheEntry) {
 }
 
 TEST_F(LoginItemWithAppStateTest, AnEntryWrittenOutsideTheProgramShowsAsOnAtCreationWithoutBeingRewritten) {
-  const fs::path entry = home.path() / "autostart" / "tarvelo.desktop";
+  const fs::path entry = home.path() / "autostart" / "com.tarvelo.Tarvelo.desktop";
   writeFile(entry, kExpectedEntry);
   const ino_t before = inodeOf(entry);
   EXPECT_TRUE(createWith(home.path() / "autostart").launchAtLogin());
@@ -385,7 +472,7 @@ TEST_F(LoginItemWithAppStateTest, AnEntryWrittenOutsideTheProgramShowsAsOnAtCrea
 }
 
 TEST_F(LoginItemWithAppStateTest, SwitchingTheToggleOnWhenAlreadyEnabledLeavesTheEntryAlone) {
-  const fs::path entry = home.path() / "autostart" / "tarvelo.desktop";
+  const fs::path entry = home.path() / "autostart" / "com.tarvelo.Tarvelo.desktop";
   AppState& state = createWith(home.path() / "autostart");
   // Registered by hand after the state read its status at creation.
   writeFile(entry, kExpectedEntry);
@@ -404,6 +491,18 @@ TEST_F(LoginItemWithAppStateTest, AFailingRegisterKeepsTheToggleOnAndLogsTheReas
   EXPECT_TRUE(state.launchAtLogin());
   EXPECT_EQ(output, "[Tarvelo] Failed to change launch at login: cannot create " +
                         (home.path() / "config" / "autostart").string() + ": Not a directory\n");
+}
+
+TEST_F(LoginItemWithAppStateTest, FromTheBuildTreeTheToggleReadsOffAndSwitchingItOnSaysWhy) {
+  AppState& state = createWith(home.path() / "autostart", std::nullopt);
+  EXPECT_FALSE(state.launchAtLogin());
+  ::testing::internal::CaptureStdout();
+  state.setLaunchAtLoginEnabled(true);
+  const std::string output = ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(output,
+            "[Tarvelo] Failed to change launch at login: only an installed Tarvelo can start at login, and this copy "
+            "is not installed\n");
+  EXPECT_FALSE(fs::exists(home.path() / "autostart"));
 }
 
 }  // namespace
