@@ -10,6 +10,7 @@
 #include "app/single_instance.h"
 #include "app/tarvelo_app.h"
 #include "displays/x11_display_source.h"
+#include "ui/ui_resources.h"
 
 int main(int argc, char** argv) {
   tarvelo::applyApplicationIdentity();
@@ -51,8 +52,7 @@ int main(int argc, char** argv) {
   // A tray utility: closing the Settings window or the panel must not end it.
   QApplication::setQuitOnLastWindowClosed(false);
   try {
-    tarvelo::TarveloApp app(QUrl(QStringLiteral("qrc:/tarvelo/ui/MenuBarView.qml")),
-                            QUrl(QStringLiteral("qrc:/tarvelo/ui/SettingsView.qml")), launch.verbose);
+    tarvelo::TarveloApp app(tarvelo::ui::menuBarViewUrl(), tarvelo::ui::settingsViewUrl(), launch.verbose);
     channel->listen([&app](tarvelo::InstanceCommand command) { app.perform(command); });
     if (launch.command) app.perform(*launch.command);
     return QApplication::exec();

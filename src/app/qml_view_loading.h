@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QUrl>
+#include <QVariantMap>
 
 class QQmlEngine;
 class QQuickItem;
@@ -8,10 +9,12 @@ class QQuickWindow;
 
 namespace tarvelo {
 
-// Makes the view at `url` the content of `window`, in the engine's root
-// context (where the caller has put `appState`). On failure writes one line,
+// Makes the view at `url`, created with `properties` (every view requires
+// "appState"), the content of `window`. The engine is prepared for the views
+// first (their symbols and their quit). On failure writes one line,
 // "tarvelo: the <what> did not load: " and the reasons, to standard error and
 // returns nullptr; the window is left empty and the program goes on.
-QQuickItem* loadViewInto(QQuickWindow& window, QQmlEngine& engine, const QUrl& url, const char* what);
+QQuickItem* loadViewInto(QQuickWindow& window, QQmlEngine& engine, const QUrl& url, const QVariantMap& properties,
+                         const char* what);
 
 }  // namespace tarvelo

@@ -3,7 +3,6 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPalette>
-#include <QQmlContext>
 #include <QScreen>
 #include <QSurfaceFormat>
 #include <cmath>
@@ -42,9 +41,10 @@ QtPanelWindow::QtPanelWindow(const QUrl& viewUrl, AppState& appState, Presentati
     window_.setColor(QGuiApplication::palette().color(QPalette::Window));
   }
 
-  engine_.rootContext()->setContextProperty(QStringLiteral("appState"), &appState);
-  engine_.rootContext()->setContextProperty(QStringLiteral("windowIsTranslucent"), translucent_);
-  view_ = loadViewInto(window_, engine_, viewUrl, "panel view");
+  view_ = loadViewInto(window_, engine_, viewUrl,
+                       {{QStringLiteral("appState"), QVariant::fromValue<QObject*>(&appState)},
+                        {QStringLiteral("translucentBackdrop"), translucent_}},
+                       "panel view");
   if (view_ != nullptr) {
     view_->setWidth(kWidth);
     connect(view_, &QQuickItem::implicitHeightChanged, this, &QtPanelWindow::fitToContent);

@@ -14,9 +14,9 @@ namespace tarvelo {
 class AppState;
 
 // The window that hosts the control panel's view: exactly 320 wide, as tall
-// as the view's content. The view finds `appState` and `windowIsTranslucent`
-// in its context; it holds no state, and this window holds only where it is
-// and whether it shows.
+// as the view's content. The view is given `appState` and whether the window
+// is translucent (`translucentBackdrop`); it holds no state, and this window
+// holds only where it is and whether it shows.
 //
 // Two presentations. A pop-up drops from the tray icon: frameless, above
 // other windows, out of the taskbar; it closes when it loses the focus, on

@@ -2,7 +2,6 @@
 
 #include <QGuiApplication>
 #include <QPalette>
-#include <QQmlContext>
 #include <QScreen>
 
 #include "app/app_state.h"
@@ -32,8 +31,8 @@ QtSettingsWindow::~QtSettingsWindow() {
 }
 
 bool QtSettingsWindow::loadView(const QUrl& viewUrl, AppState& appState) {
-  engine_.rootContext()->setContextProperty(QStringLiteral("appState"), &appState);
-  view_ = loadViewInto(window_, engine_, viewUrl, "Settings view");
+  view_ = loadViewInto(window_, engine_, viewUrl, {{QStringLiteral("appState"), QVariant::fromValue<QObject*>(&appState)}},
+                       "Settings view");
   if (view_ == nullptr) return false;
   view_->setSize(QSizeF(formWidth_, formHeight_));
   view_->setPosition(QPointF((window_.width() - formWidth_) / 2.0, (window_.height() - formHeight_) / 2.0));

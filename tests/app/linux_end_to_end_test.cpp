@@ -19,6 +19,7 @@
 #include "output/ambient_gradient_model.h"
 #include "pipeline/color_processing_engine.h"
 #include "test_film_scenes.h"
+#include "ui/ui_resources.h"
 
 namespace tarvelo::testing {
 namespace {
@@ -52,7 +53,7 @@ class LinuxEndToEndTest : public ::testing::Test {
     // Each test starts from a fresh settings file.
     QFile::remove(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                   QStringLiteral("/Tarvelo/Tarvelo.conf"));
-    platform_ = std::make_unique<LinuxPlatform>(QUrl(QStringLiteral("qrc:/tarvelo/ui/SettingsView.qml")));
+    platform_ = std::make_unique<LinuxPlatform>(ui::settingsViewUrl());
   }
 
   void TearDown() override {

@@ -29,6 +29,7 @@
 #include "end_to_end_support.h"
 #include "output/ambient_gradient_view.h"
 #include "output/ambient_light_window.h"
+#include "ui/ui_resources.h"
 
 namespace tarvelo::testing {
 namespace {
@@ -109,7 +110,7 @@ class ToggleBurstTest : public ::testing::Test {
     ASSERT_TRUE(waitUntil([] { return QGuiApplication::screens().size() == 2; }, 10s));
     QFile::remove(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                   QStringLiteral("/Tarvelo/Tarvelo.conf"));
-    platform_ = std::make_unique<LinuxPlatform>();
+    platform_ = std::make_unique<LinuxPlatform>(ui::settingsViewUrl());
     appState_ = std::make_unique<AppState>(platform_->services());
   }
 
