@@ -17,8 +17,8 @@ class X11Connection;
 class X11CaptureBackend final : public CaptureBackend {
  public:
   // `displayName` as in DISPLAY; absent means the DISPLAY environment variable.
-  // Throws std::runtime_error with a one-line reason when the server cannot be
-  // reached or lacks RandR, Render, MIT-SHM or Damage.
+  // Does not connect yet: a server that cannot be reached, or lacks RandR,
+  // Render, MIT-SHM or Damage, fails each query with a one-line reason.
   explicit X11CaptureBackend(std::optional<std::string> displayName = std::nullopt,
                              X11CaptureTuning tuning = X11CaptureTuning{});
   ~X11CaptureBackend() override;
@@ -26,7 +26,7 @@ class X11CaptureBackend final : public CaptureBackend {
   X11CaptureBackend(const X11CaptureBackend&) = delete;
   X11CaptureBackend& operator=(const X11CaptureBackend&) = delete;
 
-  // Answers on the calling thread, before returning.
+  // Answers on the calling thread, before returning. Call from one thread.
   void queryShareableDisplays(ShareableDisplaysCompletion completion) override;
   std::unique_ptr<CaptureStream> makeStream(DisplayId display, const StreamConfiguration& configuration,
                                             CaptureStreamDelegate& delegate) override;
