@@ -69,6 +69,7 @@ std::string connectionFailure(const std::string& display, int error) {
 struct OpenedConnection {
   Connection connection;
   xcb_window_t root = XCB_NONE;
+  const xcb_screen_t* screen = nullptr;  // in the connection's setup data
 };
 
 OpenedConnection connectTo(const std::optional<std::string>& displayName) {
@@ -82,16 +83,7 @@ OpenedConnection connectTo(const std::optional<std::string>& displayName) {
   if (screens.rem <= 0) {
     throw std::runtime_error(connectionFailure(requestedDisplay(displayName), XCB_CONN_CLOSED_INVALID_SCREEN));
   }
-  return OpenedConnection{std::move(connection), screens.data->root};
-}
-
-const xcb_screen_t* coreScreen(xcb_connection_t* connection, xcb_window_t root) {
-  for (xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection)); screens.rem > 0;
-       xcb_screen_next(&screens)) {
-    if (screens.data->root == root) return screens.data;
-  }
-  // connectTo found the root among these very screens.
-  return xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+  return OpenedConnection{std::move(connection), screens.data->root, screens.data};
 }
 
 struct RandrVersion {
@@ -257,7 +249,7 @@ X11DisplaySource::X11DisplaySource(const std::optional<std::string>& displayName
   if (!version) {
     // The core protocol still knows the screen: it is the one display, and
     // nothing tells us when it changes.
-    const xcb_screen_t& screen = *coreScreen(queries.connection.get(), queries.root);
+    const xcb_screen_t& screen = *queries.screen;
     coreScreen_ = OnlineDisplay{queries.root, screen.width_in_pixels, screen.height_in_pixels, false,
                                 DisplayRect{0.0, 0.0, static_cast<double>(screen.width_in_pixels),
                                             static_cast<double>(screen.height_in_pixels)},
