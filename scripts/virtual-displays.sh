@@ -3,7 +3,10 @@
 # the dummy video driver. (Xvfb has a single output, so it cannot stand in for
 # two stacked monitors.)
 #
-#   scripts/virtual-displays.sh start :N [LAYOUT]   start Xorg on display :N, then apply LAYOUT
+#   scripts/virtual-displays.sh start :N [LAYOUT [XORG-ARG...]]
+#                                                   start Xorg on display :N, then apply LAYOUT;
+#                                                   XORG-ARGs go to Xorg (e.g. -extension RENDER);
+#                                                   a server started without RANDR keeps its one screen
 #   scripts/virtual-displays.sh layout :N LAYOUT    rearrange the outputs of a running server
 #   scripts/virtual-displays.sh stop :N             stop it
 #
@@ -58,8 +61,9 @@ apply_layout() {  # layout
   esac
 }
 
-start() {  # display [layout]
+start() {  # display [layout [xorg-arg...]]
   local display=$1 layout=${2:-stacked} dir
+  shift; if [ $# -gt 0 ]; then shift; fi
   dir=$(display_dir "$display")
   command -v Xorg >/dev/null || die "Xorg is missing (scripts/install-deps.sh installs it)"
   stop "$display"
@@ -87,12 +91,12 @@ Section "Screen"
   EndSubSection
 EndSection
 CONF
-  Xorg "$display" -noreset -nolisten tcp -config "$dir/xorg.conf" -logfile "$dir/xorg.log" \
+  Xorg "$display" -noreset -nolisten tcp -config "$dir/xorg.conf" -logfile "$dir/xorg.log" "$@" \
        > "$dir/output.log" 2>&1 &
   echo $! > "$dir/pid"
   for _ in $(seq 100); do
-    if DISPLAY=$display xrandr > /dev/null 2>&1; then
-      DISPLAY=$display apply_layout "$layout"
+    if xset -display "$display" q > /dev/null 2>&1; then
+      if DISPLAY=$display xrandr > /dev/null 2>&1; then DISPLAY=$display apply_layout "$layout"; fi
       echo "$display"
       return 0
     fi
@@ -127,7 +131,7 @@ stop() {  # display
 }
 
 case "${1:-}" in
-  start) [ $# -ge 2 ] || die "usage: $0 start :N [LAYOUT]"; start "$2" "${3:-stacked}" ;;
+  start) [ $# -ge 2 ] || die "usage: $0 start :N [LAYOUT [XORG-ARG...]]"; shift; start "$@" ;;
   layout) [ $# -eq 3 ] || die "usage: $0 layout :N LAYOUT"; DISPLAY=$2 apply_layout "$3" ;;
   stop) [ $# -eq 2 ] || die "usage: $0 stop :N"; stop "$2" ;;
   *) die "usage: $0 start|layout|stop :N [LAYOUT]" ;;

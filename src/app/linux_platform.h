@@ -10,7 +10,9 @@ namespace tarvelo {
 
 // Every platform facility of a Linux desktop running X11, made once at
 // start-up. Construction throws std::runtime_error with a one-line reason
-// when the X server cannot be reached or lacks an extension the lights need.
+// when the X server cannot be reached. A server that lacks an extension the
+// capture needs still runs the program: starting the lights then fails with
+// the reason.
 // The Settings window hosts the view at `settingsViewUrl`.
 class LinuxPlatform {
  public:

@@ -106,8 +106,11 @@ constexpr std::array kShortcuts{
     Shortcut{kCommandFlag, 43},
 };
 
-constexpr std::array<std::uint16_t, 4> kLockVariants{
-    0, x11_state::kMod2, x11_state::kLock, static_cast<std::uint16_t>(x11_state::kMod2 | x11_state::kLock)};
+// Num Lock is a lock the user does not hold and the key handler never sees,
+// so a shortcut acts whether it is on or off. Caps Lock does reach the key
+// handler, which then rejects the combination: grabbing it would only take the
+// key away from the focused window and drop it.
+constexpr std::array<std::uint16_t, 2> kLockVariants{0, x11_state::kMod2};
 
 }  // namespace
 

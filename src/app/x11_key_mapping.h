@@ -56,8 +56,9 @@ struct X11KeyGrab {
 
 // The passive grabs that catch the application's shortcuts from every
 // window: Super+Shift with 1, 2, 3, L and the four arrows, and Super+comma,
-// each once as is and once with each combination of NumLock and Caps Lock, so
-// that the locks the user has on do not hide a shortcut.
+// each with NumLock off and on. Exactly the presses the key handler acts on:
+// with Caps Lock on a combination is no shortcut, so it is left to the
+// focused window instead of being taken and dropped.
 std::vector<X11KeyGrab> shortcutKeyGrabs();
 
 }  // namespace tarvelo

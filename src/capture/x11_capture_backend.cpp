@@ -14,7 +14,6 @@ namespace tarvelo {
 X11CaptureBackend::X11CaptureBackend(std::optional<std::string> displayName, X11CaptureTuning tuning)
     : displayName_(std::move(displayName)),
       tuning_(tuning),
-      connection_(std::make_unique<X11Connection>(displayName_)),
       queryQueue_(std::make_unique<SerialQueue>("tarvelo.x11query")) {}
 
 X11CaptureBackend::~X11CaptureBackend() = default;
@@ -24,6 +23,10 @@ void X11CaptureBackend::queryShareableDisplays(ShareableDisplaysCompletion compl
     std::vector<DisplayId> displays;
     std::exception_ptr failure;
     try {
+      // Connected on first use: a server that cannot capture (an extension is
+      // missing) then says why at every start, and the rest of the program,
+      // which needs none of this, runs all the same.
+      if (!connection_) connection_ = std::make_unique<X11Connection>(displayName_);
       if (connection_->hasFailed()) throw std::runtime_error("The connection to the X server was lost.");
       displays = activeOutputIds(connection_->get(), connection_->root());
     } catch (...) {

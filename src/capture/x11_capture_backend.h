@@ -18,8 +18,8 @@ class X11Connection;
 class X11CaptureBackend final : public CaptureBackend {
  public:
   // `displayName` as in DISPLAY; absent means the DISPLAY environment variable.
-  // Throws std::runtime_error with a one-line reason when the server cannot be
-  // reached or lacks RandR, Render, MIT-SHM or Damage.
+  // Does not connect yet: a server that cannot be reached, or lacks RandR,
+  // Render, MIT-SHM or Damage, fails each query with a one-line reason.
   explicit X11CaptureBackend(std::optional<std::string> displayName = std::nullopt,
                              X11CaptureTuning tuning = X11CaptureTuning{});
   ~X11CaptureBackend() override;

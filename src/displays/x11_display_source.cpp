@@ -69,6 +69,7 @@ std::string connectionFailure(const std::string& display, int error) {
 struct OpenedConnection {
   Connection connection;
   xcb_window_t root = XCB_NONE;
+  const xcb_screen_t* screen = nullptr;  // in the connection's setup data
 };
 
 OpenedConnection connectTo(const std::optional<std::string>& displayName) {
@@ -82,7 +83,7 @@ OpenedConnection connectTo(const std::optional<std::string>& displayName) {
   if (screens.rem <= 0) {
     throw std::runtime_error(connectionFailure(requestedDisplay(displayName), XCB_CONN_CLOSED_INVALID_SCREEN));
   }
-  return OpenedConnection{std::move(connection), screens.data->root};
+  return OpenedConnection{std::move(connection), screens.data->root, screens.data};
 }
 
 struct RandrVersion {
@@ -90,20 +91,16 @@ struct RandrVersion {
   std::uint32_t minor = 0;
 };
 
-// Throws unless the server speaks RandR 1.2 or later (outputs and CRTCs).
-RandrVersion requireRandr(xcb_connection_t* connection) {
+// The server's RandR version when it speaks 1.2 or later (outputs and CRTCs);
+// absent when it has no RandR, or one too old to list outputs.
+std::optional<RandrVersion> findRandr(xcb_connection_t* connection) {
   const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_randr_id);
-  if (extension == nullptr || extension->present == 0) {
-    throw std::runtime_error("the X server has no RandR extension");
-  }
+  if (extension == nullptr || extension->present == 0) return std::nullopt;
   const auto version = take<xcb_randr_query_version_reply_t>(
       connection, xcb_randr_query_version(connection, 1, 5), xcb_randr_query_version_reply);
-  if (!version) throw std::runtime_error("the X server's RandR extension does not answer");
+  if (!version) return std::nullopt;
   const RandrVersion found{version->major_version, version->minor_version};
-  if (found.major < 1 || (found.major == 1 && found.minor < 2)) {
-    throw std::runtime_error("the X server's RandR extension is version " + std::to_string(found.major) + "." +
-                             std::to_string(found.minor) + "; version 1.2 or later is needed");
-  }
+  if (found.major < 1 || (found.major == 1 && found.minor < 2)) return std::nullopt;
   return found;
 }
 
@@ -248,9 +245,21 @@ bool isBuiltinOutput(std::string_view outputName, bool connectorTypeIsPanel) {
 
 X11DisplaySource::X11DisplaySource(const std::optional<std::string>& displayName) {
   OpenedConnection queries = connectTo(displayName);
-  const RandrVersion version = requireRandr(queries.connection.get());
+  const std::optional<RandrVersion> version = findRandr(queries.connection.get());
+  if (!version) {
+    // The core protocol still knows the screen: it is the one display, and
+    // nothing tells us when it changes.
+    const xcb_screen_t& screen = *queries.screen;
+    coreScreen_ = OnlineDisplay{queries.root, screen.width_in_pixels, screen.height_in_pixels, false,
+                                DisplayRect{0.0, 0.0, static_cast<double>(screen.width_in_pixels),
+                                            static_cast<double>(screen.height_in_pixels)},
+                                std::nullopt};
+    queries_ = queries.connection.release();
+    queryRoot_ = queries.root;
+    return;
+  }
   OpenedConnection notices = connectTo(displayName);
-  requireRandr(notices.connection.get());
+  if (!findRandr(notices.connection.get())) throw std::runtime_error("the X server's RandR extension does not answer");
 
   const auto connectorType = requestAtom(queries.connection.get(), "ConnectorType");
   const auto panel = requestAtom(queries.connection.get(), "Panel");
@@ -273,7 +282,7 @@ X11DisplaySource::X11DisplaySource(const std::optional<std::string>& displayName
 
   queries_ = queries.connection.release();
   queryRoot_ = queries.root;
-  hasCurrentResources_ = version.major > 1 || version.minor >= 3;
+  hasCurrentResources_ = version->major > 1 || version->minor >= 3;
   notices_ = notices.connection.release();
   randrEventBase_ = randrEventBase(notices_);
   try {
@@ -287,18 +296,24 @@ X11DisplaySource::X11DisplaySource(const std::optional<std::string>& displayName
 }
 
 X11DisplaySource::~X11DisplaySource() {
-  stopping_ = true;
-  const std::uint64_t wake = 1;
-  if (write(wakeFd_, &wake, sizeof wake) < 0) {
-    // The counter cannot overflow from one write; nothing else can fail here.
+  if (noticeThread_.joinable()) {
+    stopping_ = true;
+    const std::uint64_t wake = 1;
+    if (write(wakeFd_, &wake, sizeof wake) < 0) {
+      // The counter cannot overflow from one write; nothing else can fail here.
+    }
+    noticeThread_.join();
+    close(wakeFd_);
+    xcb_disconnect(notices_);
   }
-  noticeThread_.join();
-  close(wakeFd_);
-  xcb_disconnect(notices_);
   xcb_disconnect(queries_);
 }
 
 std::vector<OnlineDisplay> X11DisplaySource::onlineDisplays() {
+  if (coreScreen_) {
+    if (xcb_connection_has_error(queries_) != 0) return {};
+    return {*coreScreen_};
+  }
   const std::optional<ScreenResources> resources = fetchScreenResources(queries_, queryRoot_, hasCurrentResources_);
   if (!resources) return {};
   const auto infos = fetchOutputInfos(queries_, *resources);
@@ -353,6 +368,7 @@ void X11DisplaySource::setReconfigurationHandler(ReconfigurationHandler handler)
 }
 
 std::optional<DisplayId> X11DisplaySource::outputIdForName(const std::string& name) {
+  if (coreScreen_) return coreScreen_->id;
   const std::optional<ScreenResources> resources = fetchScreenResources(queries_, queryRoot_, hasCurrentResources_);
   if (!resources) return std::nullopt;
   const auto infos = fetchOutputInfos(queries_, *resources);

@@ -28,11 +28,14 @@ bool isBuiltinOutput(std::string_view outputName, bool connectorTypeIsPanel);
 
 // The displays of an X server, one per active RandR output (connected, driven by
 // a CRTC with a mode). Display ids are RandR output ids.
+//
+// A server without RandR 1.2 cannot tell its monitors apart: its one core
+// screen is then the one display, with the root window's id, and no notices
+// ever come.
 class X11DisplaySource final : public DisplaySource {
  public:
   // Connects to `displayName`, or to $DISPLAY when absent. Throws
-  // std::runtime_error with a one-line reason when the server cannot be reached
-  // or lacks RandR 1.2.
+  // std::runtime_error with a one-line reason when the server cannot be reached.
   explicit X11DisplaySource(const std::optional<std::string>& displayName = std::nullopt);
   ~X11DisplaySource() override;
 
@@ -51,6 +54,8 @@ class X11DisplaySource final : public DisplaySource {
   void setReconfigurationHandler(ReconfigurationHandler handler) override;
 
   // The RandR output called `outputName` (connected or not), if there is one.
+  // Without RandR, the core screen's id whatever the name: the server shows a
+  // single screen, and every screen Qt lists is that one.
   std::optional<DisplayId> outputIdForName(const std::string& outputName);
 
  private:
@@ -72,6 +77,7 @@ class X11DisplaySource final : public DisplaySource {
   bool hasCurrentResources_ = false;  // RandR 1.3: resources without re-probing outputs
   std::uint8_t randrEventBase_ = 0;   // on the notice connection
   Atoms atoms_;
+  std::optional<OnlineDisplay> coreScreen_;  // present when the server has no RandR
 
   int wakeFd_ = -1;
   std::atomic<bool> stopping_{false};

@@ -31,6 +31,9 @@ QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen)
 
   window_->create();
   markAsOverlayWindow(*window_);
+  // Qt makes a window transparent for input through XFIXES only; an empty
+  // input shape does the same where the server lacks XFIXES.
+  setWindowInputShape(*window_, {});
   window_->show();
 }
 

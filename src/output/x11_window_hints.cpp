@@ -33,9 +33,16 @@ xcb_atom_t internAtom(xcb_connection_t* connection, std::string_view name) {
   return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
+// A request of an extension the server lacks closes the connection, and
+// with it Qt's: without SHAPE the window just keeps its rectangle.
+bool hasShapeExtension(xcb_connection_t* connection) {
+  const xcb_query_extension_reply_t* shape = xcb_get_extension_data(connection, &xcb_shape_id);
+  return shape != nullptr && shape->present != 0;
+}
+
 void setShape(QWindow& window, xcb_shape_kind_t kind, const std::vector<QRect>& rects) {
   xcb_connection_t* connection = qtConnection();
-  if (connection == nullptr) return;
+  if (connection == nullptr || !hasShapeExtension(connection)) return;
   std::vector<xcb_rectangle_t> xRects;
   xRects.reserve(rects.size());
   for (const QRect& rect : rects) {

@@ -39,7 +39,8 @@ void bringToFront(QWindow& window);
 std::optional<QRect> dockAt(const QPoint& point);
 
 // Restricts where the window is drawn (bounding) and where it takes pointer
-// input (input) to the union of `rects`, in window coordinates.
+// input (input) to the union of `rects`, in window coordinates. Does nothing
+// on a server without the SHAPE extension.
 void setWindowBoundingShape(QWindow& window, const std::vector<QRect>& rects);
 void setWindowInputShape(QWindow& window, const std::vector<QRect>& rects);
 

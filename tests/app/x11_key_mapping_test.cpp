@@ -155,31 +155,31 @@ TEST(X11KeyEventTest, AKeyOutsideTheTableGivesNoEvent) {
 
 // ---- Grabs ----
 
-TEST(X11ShortcutGrabsTest, NineShortcutsEachWithEveryCombinationOfNumLockAndCapsLock) {
+TEST(X11ShortcutGrabsTest, NineShortcutsEachWithNumLockOffAndOn) {
   const std::vector<X11KeyGrab> grabs = shortcutKeyGrabs();
   std::vector<X11KeyGrab> expected;
   for (const std::uint32_t keycode : {kX1, kX2, kX3, kXL, kXLeft, kXRight, kXDown, kXUp}) {
-    for (const std::uint32_t locks : {0U, 0x10U, 0x02U, 0x12U}) {
+    for (const std::uint32_t locks : {0U, 0x10U}) {
       expected.push_back(X11KeyGrab{static_cast<std::uint8_t>(keycode), static_cast<std::uint16_t>(kSuperShift | locks)});
     }
   }
-  for (const std::uint32_t locks : {0U, 0x10U, 0x02U, 0x12U}) {
+  for (const std::uint32_t locks : {0U, 0x10U}) {
     expected.push_back(X11KeyGrab{static_cast<std::uint8_t>(kXComma), static_cast<std::uint16_t>(0x40 | locks)});
   }
   EXPECT_EQ(grabs, expected);
 }
 
-TEST(X11ShortcutGrabsTest, EveryGrabbedPressWithoutCapsLockIsExactlyAShortcutOfTheKeyHandler) {
+// A grabbed press never reaches the focused window, so each one must be a
+// press the key handler acts on.
+TEST(X11ShortcutGrabsTest, EveryGrabbedPressIsExactlyAShortcutOfTheKeyHandler) {
   for (const X11KeyGrab& grab : shortcutKeyGrabs()) {
+    EXPECT_EQ(grab.modifiers & x11_state::kLock, 0);
     const std::optional<KeyEvent> event = keyEventFromX11(grab.keycode, grab.modifiers);
     ASSERT_TRUE(event.has_value());
-    const bool capsLock = (grab.modifiers & x11_state::kLock) != 0;
-    const std::uint64_t withoutLock = event->modifierFlags & ~kCapsLock;
-    EXPECT_EQ((event->modifierFlags & kCapsLock) != 0, capsLock);
     if (event->keyCode == 43) {
-      EXPECT_EQ(withoutLock, kCommand);
+      EXPECT_EQ(event->modifierFlags, kCommand);
     } else {
-      EXPECT_EQ(withoutLock, kCommandShift);
+      EXPECT_EQ(event->modifierFlags, kCommandShift);
     }
   }
 }

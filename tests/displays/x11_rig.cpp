@@ -71,4 +71,17 @@ std::string unusedDisplayName() {
   }
 }
 
+PrivateXServer::PrivateXServer(const std::string& layout, const std::vector<std::string>& xorgArguments)
+    : display_(unusedDisplayName()) {
+  std::string command =
+      std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-displays.sh start " + display_ + " " + layout;
+  for (const std::string& argument : xorgArguments) command += " '" + argument + "'";
+  isRunning_ = std::system((command + " > /dev/null").c_str()) == 0;
+}
+
+PrivateXServer::~PrivateXServer() {
+  const std::string command = std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-displays.sh stop " + display_;
+  [[maybe_unused]] const int status = std::system(command.c_str());
+}
+
 }  // namespace tarvelo::testing

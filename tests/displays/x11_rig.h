@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "displays/display_info.h"
 
@@ -30,5 +31,25 @@ std::map<std::string, DisplayId> xrandrOutputIds();
 
 // A display name on which no X server listens.
 std::string unusedDisplayName();
+
+// An X server of a test's own, on a display nobody uses: the rig's Xorg with
+// its dummy outputs in `layout`, started with extra Xorg arguments (for
+// instance "-extension RENDER" to leave an extension out), stopped when the
+// object goes.
+class PrivateXServer {
+ public:
+  explicit PrivateXServer(const std::string& layout, const std::vector<std::string>& xorgArguments = {});
+  ~PrivateXServer();
+  PrivateXServer(const PrivateXServer&) = delete;
+  PrivateXServer& operator=(const PrivateXServer&) = delete;
+
+  // False when Xorg did not come up.
+  bool isRunning() const { return isRunning_; }
+  const std::string& display() const { return display_; }
+
+ private:
+  std::string display_;
+  bool isRunning_ = false;
+};
 
 }  // namespace tarvelo::testing
