@@ -16,6 +16,7 @@
 
 #include "app/app_state.h"
 #include "app/linux_platform.h"
+#include "ui/ui_resources.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ int main(int argc, char** argv) {
   QApplication::setOrganizationName(QStringLiteral("Tarvelo"));
   QApplication::setApplicationName(QStringLiteral("Tarvelo"));
   try {
-    tarvelo::LinuxPlatform platform;
+    tarvelo::LinuxPlatform platform(tarvelo::ui::settingsViewUrl());
     tarvelo::AppState state(platform.services());
     state.start();
     runEventsFor(20000, [&] { return state.isRunning() || state.errorMessage().has_value(); });
