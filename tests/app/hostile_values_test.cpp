@@ -282,12 +282,12 @@ class LightProcessMemoryTest : public ::testing::Test {
 // The sharp light (no blur) is drawn one texel per screen pixel: the most
 // the light takes by design. No radius may take more than that; before the
 // limit, 1e12 asked for a vector larger than memory and 1e308 crashed.
-// (The tool itself refuses 1e-310 as out of range, so that one is left to
-// the state tests above.)
+// (The tool itself refuses 1e-310 as out of range, and infinities and NaN as
+// bad arguments, so those are left to the state tests above.)
 TEST_F(LightProcessMemoryTest, NoBlurRadiusTakesMoreMemoryThanTheSharpLightDrawnPixelForPixel) {
   const long sharp = peakKilobytesDrawing("0");
   constexpr long kSlackKilobytes = 1024;
-  for (const char* blur : {"60", "-1", "1e12", "1e308", "inf", "-inf", "nan"}) {
+  for (const char* blur : {"60", "-1", "1e12", "1e308"}) {
     const long peak = peakKilobytesDrawing(blur);
     EXPECT_LE(peak, sharp + kSlackKilobytes) << "blur " << blur << ": " << peak << " kB against " << sharp;
   }
