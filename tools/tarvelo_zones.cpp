@@ -42,7 +42,7 @@
 #include "pipeline/frame.h"
 #include "pipeline/frame_layout.h"
 #include "raw_frame_reader.h"
-#include "raw_frame_spec.h"
+#include "raw_frame_argument.h"
 
 namespace {
 
@@ -202,7 +202,7 @@ struct LoadedFrame {
 };
 
 LoadedFrame loadRawFrame(const std::string& argument) {
-  const tarvelo::RawFrameSpec spec = tarvelo::parseRawFrameSpec(argument);
+  const tarvelo::RawFrameArgument spec = tarvelo::parseRawFrameArgument(argument);
   LoadedFrame loaded;
   loaded.raw = tarvelo::readExactly(spec.path, static_cast<std::size_t>(tarvelo::checkedFrameByteCount(spec.layout)));
   loaded.frame = tarvelo::frameOver(loaded.raw.view(), spec.layout);
@@ -227,7 +227,7 @@ LoadedFrame loadImageFrame(const std::string& path) {
 }
 
 LoadedFrame loadFrame(const std::string& argument) {
-  return tarvelo::isRawFrameSpec(argument) ? loadRawFrame(argument) : loadImageFrame(argument);
+  return tarvelo::isRawFrameArgument(argument) ? loadRawFrame(argument) : loadImageFrame(argument);
 }
 
 void printColors(const ZoneColorList& colors) {

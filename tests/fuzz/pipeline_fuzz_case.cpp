@@ -14,7 +14,7 @@
 
 #include "pipeline/color_processing_engine.h"
 #include "pipeline/frame_layout.h"
-#include "raw_frame_spec.h"
+#include "raw_frame_argument.h"
 
 namespace tarvelo {
 namespace {
@@ -146,7 +146,7 @@ void runPipelineFuzzCase(const std::uint8_t* data, std::size_t size) {
   const std::string_view argument = input.text();
   bool fromArgument = false;
   try {
-    layout = parseRawFrameSpec(argument).layout;
+    layout = parseRawFrameArgument(argument).layout;
     fromArgument = true;
   } catch (const InvalidFrame&) {
   }

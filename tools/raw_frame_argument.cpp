@@ -1,4 +1,4 @@
-#include "raw_frame_spec.h"
+#include "raw_frame_argument.h"
 
 #include <charconv>
 #include <cstdint>
@@ -24,13 +24,13 @@ std::int64_t parseNumber(std::string_view what, std::string_view text, std::stri
 
 }  // namespace
 
-bool isRawFrameSpec(std::string_view argument) { return argument.starts_with(kPrefix); }
+bool isRawFrameArgument(std::string_view argument) { return argument.starts_with(kPrefix); }
 
-RawFrameSpec parseRawFrameSpec(std::string_view text) {
+RawFrameArgument parseRawFrameArgument(std::string_view text) {
   const auto malformed = [&]() -> InvalidFrame {
     return InvalidFrame("raw frame must be bgra:WIDTH:HEIGHT:STRIDE:PATH, got '" + std::string(text) + "'");
   };
-  if (!isRawFrameSpec(text)) throw malformed();
+  if (!isRawFrameArgument(text)) throw malformed();
   std::string_view rest = text.substr(kPrefix.size());
   std::string_view fields[3];
   for (std::string_view& field : fields) {
@@ -41,7 +41,7 @@ RawFrameSpec parseRawFrameSpec(std::string_view text) {
   }
   if (rest.empty()) throw malformed();
 
-  RawFrameSpec spec;
+  RawFrameArgument spec;
   spec.layout.width = parseNumber("width", fields[0], text);
   spec.layout.height = parseNumber("height", fields[1], text);
   spec.layout.bytesPerRow = parseNumber("stride", fields[2], text);

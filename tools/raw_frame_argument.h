@@ -9,16 +9,16 @@ namespace tarvelo {
 
 // A raw frame named on tarvelo-zones' command line:
 // bgra:WIDTH:HEIGHT:STRIDE:PATH (the path may itself contain ':').
-struct RawFrameSpec {
+struct RawFrameArgument {
   FrameLayout layout;
   std::string path;
 };
 
 // True for arguments meant as raw frames rather than image files.
-bool isRawFrameSpec(std::string_view argument);
+bool isRawFrameArgument(std::string_view argument);
 
 // Throws InvalidFrame, with a one-line reason, unless the text has the form
 // above with whole decimal numbers and a layout checkedFrameByteCount accepts.
-RawFrameSpec parseRawFrameSpec(std::string_view text);
+RawFrameArgument parseRawFrameArgument(std::string_view text);
 
 }  // namespace tarvelo
