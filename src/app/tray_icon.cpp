@@ -42,9 +42,10 @@ QRect TrayIcon::anchor() const {
   QRect anchor = icon_.geometry();
   if (!anchor.isValid() || anchor.isEmpty()) anchor = QRect(QCursor::pos(), QSize(1, 1));
   // The panel goes past the tray bar the icon sits in, not over its edge.
-  if (const std::optional<QRect> dock = dockAt(anchor.center())) {
-    if (dock->width() >= dock->height()) return {anchor.left(), dock->top(), anchor.width(), dock->height()};
-    return {dock->left(), anchor.top(), dock->width(), anchor.height()};
+  if (const std::optional<Dock> dock = dockAt(anchor.center())) {
+    const QRect& bar = dock->geometry;
+    if (dock->orientation == Qt::Horizontal) return {anchor.left(), bar.top(), anchor.width(), bar.height()};
+    return {bar.left(), anchor.top(), bar.width(), anchor.height()};
   }
   return anchor;
 }

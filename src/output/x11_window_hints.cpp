@@ -64,6 +64,22 @@ bool compositorOwnsScreen(xcb_connection_t* connection, int screenNumber) {
   return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
+// The edge a dock sits on is the one it reserves room at (EWMH struts:
+// left, right, top, bottom first). Its shape does not tell: a tray bar that
+// is only as wide as its one icon is taller than it is wide.
+std::optional<Qt::Orientation> reservedEdgeOrientation(xcb_connection_t* connection, xcb_window_t dock) {
+  for (const std::string_view name : {std::string_view("_NET_WM_STRUT_PARTIAL"), std::string_view("_NET_WM_STRUT")}) {
+    const XcbReply<xcb_get_property_reply_t> strut(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, dock, internAtom(connection, name), XCB_ATOM_CARDINAL, 0, 4),
+        nullptr));
+    if (!strut || strut->format != 32 || xcb_get_property_value_length(strut.get()) < 16) continue;
+    const auto* sides = static_cast<const std::uint32_t*>(xcb_get_property_value(strut.get()));
+    if (sides[2] > 0 || sides[3] > 0) return Qt::Horizontal;
+    if (sides[0] > 0 || sides[1] > 0) return Qt::Vertical;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 void markAsOverlayWindow(QWindow& window) {
@@ -178,7 +194,7 @@ void bringToFront(QWindow& window) {
   if (!wasVisible) new ActivateWhenExposed(window);
 }
 
-std::optional<QRect> dockAt(const QPoint& point) {
+std::optional<Dock> dockAt(const QPoint& point) {
   xcb_connection_t* connection = qtConnection();
   if (connection == nullptr) return std::nullopt;
   const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
@@ -214,7 +230,10 @@ std::optional<QRect> dockAt(const QPoint& point) {
       const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(type.get()));
       const int count = xcb_get_property_value_length(type.get()) / static_cast<int>(sizeof(xcb_atom_t));
       for (int k = 0; k < count; ++k) {
-        if (atoms[k] == dockAtom) return hitRect.translated(point - inParent);
+        if (atoms[k] != dockAtom) continue;
+        const QRect geometry = hitRect.translated(point - inParent);
+        const Qt::Orientation shape = geometry.width() >= geometry.height() ? Qt::Horizontal : Qt::Vertical;
+        return Dock{geometry, reservedEdgeOrientation(connection, *hit).value_or(shape)};
       }
       return std::nullopt;  // a client, and not a dock
     }

@@ -34,9 +34,15 @@ bool hasCompositingManager();
 // set directly.
 void bringToFront(QWindow& window);
 
-// The screen rectangle of the dock (a panel or tray bar) that `point` lies
-// on, if it lies on one.
-std::optional<QRect> dockAt(const QPoint& point);
+// A dock (a panel or tray bar): where it is on the screen, and whether it
+// runs along a horizontal or a vertical screen edge.
+struct Dock {
+  QRect geometry;
+  Qt::Orientation orientation = Qt::Horizontal;
+};
+
+// The dock that `point` lies on, if it lies on one.
+std::optional<Dock> dockAt(const QPoint& point);
 
 // Restricts where the window is drawn (bounding) and where it takes pointer
 // input (input) to the union of `rects`, in window coordinates. Does nothing
