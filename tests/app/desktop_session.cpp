@@ -120,7 +120,13 @@ void click(const QPoint& point, int button) {
                                       QString::number(point.y()), QStringLiteral("click"), QString::number(button)});
 }
 
-void pressKeys(const QStringList& keys) { runTool(QStringLiteral("xdotool"), QStringList{QStringLiteral("key")} + keys); }
+void pressKeys(const QStringList& keys) {
+  // A modifier left down by an earlier test (a key burst cut short) would
+  // turn Super+comma into Super+Shift+comma, which nothing grabs.
+  runTool(QStringLiteral("xdotool"), {QStringLiteral("keyup"), QStringLiteral("super"), QStringLiteral("shift"),
+                                      QStringLiteral("ctrl"), QStringLiteral("alt")});
+  runTool(QStringLiteral("xdotool"), QStringList{QStringLiteral("key")} + keys);
+}
 
 QString saveArtifact(const QImage& image, const QString& name) {
   const QString directory = QStringLiteral(TARVELO_BINARY_DIR "/test-artifacts");

@@ -115,6 +115,9 @@ class ToggleBurstTest : public ::testing::Test {
   }
 
   void TearDown() override {
+    // A burst cut short leaves its keys down for every later test on the rig.
+    QProcess::execute(QStringLiteral("xdotool"),
+                      {QStringLiteral("keyup"), QStringLiteral("super"), QStringLiteral("shift"), QStringLiteral("l")});
     if (appState_) appState_->stop();
     appState_.reset();
     platform_.reset();
@@ -224,8 +227,11 @@ TEST_F(ToggleBurstTest, ThreeHundredShortcutPressesNeverStackWindowsAndLeaveNoth
   BurstSamples burst;
   QElapsedTimer clock;
   clock.start();
-  while (presser.state() != QProcess::NotRunning && clock.elapsed() < 30000) runAndSample(5ms, burst);
+  // On a loaded machine the server may take a while over 300 presses.
+  while (presser.state() != QProcess::NotRunning && clock.elapsed() < 120000) runAndSample(5ms, burst);
+  ASSERT_EQ(presser.state(), QProcess::NotRunning) << "xdotool still pressing after " << clock.elapsed() << " ms";
   ASSERT_EQ(presser.exitCode(), 0);
+  RecordProperty("burst_milliseconds", static_cast<int>(clock.elapsed()));
   runAndSample(500ms, burst);
 
   EXPECT_LE(burst.mostLightWindows, 1);
