@@ -13,8 +13,8 @@ namespace tarvelo {
 
 namespace {
 
-constexpr int kColorAnimationMilliseconds =
-    static_cast<int>(AmbientGradientModel::kColorAnimationSeconds * 1000.0 + 0.5);
+constexpr std::chrono::nanoseconds kColorAnimation{
+    static_cast<std::int64_t>(AmbientGradientModel::kColorAnimationSeconds * 1e9 + 0.5)};
 
 }  // namespace
 
@@ -24,10 +24,9 @@ AmbientGradientView::AmbientGradientView(QQuickItem* parent) : QQuickItem(parent
   // pixels interpolate between real texels rather than clamp); cut it off.
   setClip(true);
   // Colours glide at an even pace from the old to the new ones.
-  colorAnimation_.setDuration(kColorAnimationMilliseconds);
-  colorAnimation_.setStartValue(0.0);
   colorAnimation_.setEndValue(1.0);
   colorAnimation_.setEasingCurve(QEasingCurve::Linear);
+  setMaximumFrameRate(0);
   connect(&colorAnimation_, &QVariantAnimation::valueChanged, this, &AmbientGradientView::showProgress);
   deferredFrame_.setSingleShot(true);
   deferredFrame_.setTimerType(Qt::PreciseTimer);
@@ -49,32 +48,40 @@ void AmbientGradientView::updateColors(const ZoneColorList& colors, double brigh
     return;
   }
   colorAnimation_.stop();
-  colorAnimation_.start();  // starts at 0: the colours shown now
+  colorAnimation_.start();
+  transition_.setProgress(glideFrames_.firstProgress);
   pictureDirty_ = true;
-  requestFrame();
+  // New colours are what the light is late with: their first frame is never
+  // held back by the cap, only the glide's later frames are.
+  framePacer_.noteChange();
+  drawAt(ChangePacer::Clock::now());
 }
 
 void AmbientGradientView::setMaximumFrameRate(std::int64_t framesPerSecond) {
-  using std::chrono::nanoseconds;
-  const nanoseconds interval = framesPerSecond > 0 ? nanoseconds(std::chrono::seconds(1)) / framesPerSecond
-                                                   : nanoseconds(0);
-  framePacer_ = ChangePacer(interval);
+  glideFrames_ = glideFramesFor(framesPerSecond, kColorAnimation);
+  framePacer_ = ChangePacer(glideFrames_.frameInterval);
+  colorAnimation_.setStartValue(glideFrames_.firstProgress);
+  colorAnimation_.setDuration(static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(glideFrames_.remainder).count()));
 }
 
 void AmbientGradientView::requestFrame() {
   framePacer_.noteChange();
   const ChangePacer::Clock::time_point now = ChangePacer::Clock::now();
   if (framePacer_.isDue(now)) {
-    deferredFrame_.stop();
-    framePacer_.started(now);
-    framePacer_.finished();  // the scene graph draws it; nothing to wait for
-    update();
+    drawAt(now);
     return;
   }
   if (deferredFrame_.isActive()) return;
   if (const std::optional<ChangePacer::Clock::time_point> due = framePacer_.dueTime()) {
     deferredFrame_.start(std::chrono::ceil<std::chrono::milliseconds>(*due - now));
   }
+}
+
+void AmbientGradientView::drawAt(ChangePacer::Clock::time_point now) {
+  deferredFrame_.stop();
+  framePacer_.started(now);
+  framePacer_.finished();  // the scene graph draws it; nothing to wait for
+  update();
 }
 
 void AmbientGradientView::setResolution(LightResolution resolution) {

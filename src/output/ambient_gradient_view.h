@@ -9,6 +9,7 @@
 #include <span>
 
 #include "output/ambient_gradient_model.h"
+#include "output/glide_frames.h"
 #include "output/light_color_transition.h"
 #include "output/light_picture.h"
 #include "output/light_view.h"
@@ -29,9 +30,11 @@ namespace tarvelo {
 // the stretch. The picture's geometry and blur are rebuilt only when the
 // item's size or the model's blur radius changes; a frame only recolours.
 //
-// Frames are drawn when colours arrive and as the glide moves on, but never
-// more often than the maximum frame rate: without a GPU every frame is a
-// full-screen copy, and frames beyond the capture's rate show no newer light.
+// Frames are drawn when colours arrive and as the glide moves on. Under a
+// maximum frame rate the glide's later frames are paced (without a GPU every
+// frame is a full-screen copy, and frames beyond the capture's rate show no
+// newer light), but new colours are drawn at once, already on their way
+// (see GlideFrames).
 //
 // Main thread only (as every QQuickItem); the scene graph reads the picture
 // during its synchronisation step, while the main thread waits.
@@ -45,9 +48,10 @@ class AmbientGradientView : public QQuickItem, public LightView {
   // Recolours the light from one frame's zone colours (see AmbientGradientModel).
   void updateColors(const ZoneColorList& colors, double brightness, double blurRadius, double spread) override;
 
-  // At most `framesPerSecond` frames a second; zero or less (the default)
-  // draws as often as there is something new to show. Requests that come
-  // too soon are drawn late, never dropped.
+  // At most `framesPerSecond` frames a second while a glide moves on (and two
+  // frames per glide at least); zero or less (the default) draws as often as
+  // there is something new to show. Requests that come too soon are drawn
+  // late, never dropped; the first frame of new colours is never held back.
   void setMaximumFrameRate(std::int64_t framesPerSecond);
 
   // Reduced by default; full resolution is for reference renderings only.
@@ -79,6 +83,7 @@ class AmbientGradientView : public QQuickItem, public LightView {
   void showProgress(const QVariant& progress);
   // Asks for a frame now, or when the frame rate allows.
   void requestFrame();
+  void drawAt(ChangePacer::Clock::time_point now);
   void renderPicture(QImage& image);
   QSGNode* updateTextureNode(QSGNode* oldNode, const QRectF& pictureRect);
   QSGNode* updateSoftwareNode(QSGNode* oldNode, const QRectF& pictureRect);
@@ -88,6 +93,7 @@ class AmbientGradientView : public QQuickItem, public LightView {
   LightPicture picture_;
   LightResolution resolution_ = LightResolution::reduced;
   QVariantAnimation colorAnimation_;
+  GlideFrames glideFrames_;
   ChangePacer framePacer_{std::chrono::nanoseconds(0)};
   QTimer deferredFrame_;
   int pictureLayoutCount_ = 0;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QImage>
@@ -425,28 +426,71 @@ TEST(AmbientGradientViewTest, TheSameColoursAgainDrawNoNewPicture) {
   EXPECT_EQ(renderer.view().pictureRenderCount(), renders + 1);
 }
 
-TEST(AmbientGradientViewTest, UnderAFrameRateLimitATooEarlyFrameIsDrawnLaterNotDropped) {
-  OffscreenLightRenderer renderer(QSize(320, 180));
-  // Two frames a second: the second colours below arrive far sooner than
-  // half a second after the first frame.
-  renderer.view().setMaximumFrameRate(2);
-  renderer.view().updateColors(uniformZones(0.9F, 0.1F, 0.1F), 1.0, 60.0, 1.0);
-  const QImage first = renderer.renderFrame();
+// Under a frame-rate cap (the light window's: the capture rate), the first
+// frame of new colours is drawn at once and already shows the glide under way,
+// as far as it gets halfway through that frame's time on screen.
+TEST(AmbientGradientViewTest, UnderAFrameRateCapNewColoursAreDrawnAtOnceAlreadyOnTheirWay) {
+  const QSize size(320, 180);
+  const ZoneColorList from = uniformZones(0.2F, 0.6F, 0.4F);
+  const ZoneColorList to = uniformZones(0.8F, 0.2F, 0.0F);
+  QImage settledTarget;
+  {
+    OffscreenLightRenderer reference(size);
+    reference.view().updateColors(to, 1.0, 60.0, 1.0);
+    settledTarget = reference.renderSettled();
+  }
+  OffscreenLightRenderer renderer(size);
+  renderer.view().setMaximumFrameRate(30);
+  renderer.view().updateColors(from, 1.0, 60.0, 1.0);
+  const QImage start = renderer.renderSettled();
   const int renders = renderer.view().pictureRenderCount();
 
-  renderer.view().updateColors(uniformZones(0.1F, 0.1F, 0.9F), 1.0, 60.0, 1.0);
-  EXPECT_EQ(renderer.renderFrame(100ms), first);
-  EXPECT_EQ(renderer.view().pictureRenderCount(), renders);
+  renderer.view().updateColors(to, 1.0, 60.0, 1.0);
+  const QImage first = renderer.renderFrame(0ms);
+  EXPECT_EQ(renderer.view().pictureRenderCount(), renders + 1);
+  const double progress = (1000.0 / 30.0 / 2.0) / 40.0;  // half a frame into a 40 ms glide
+  for (const QPoint point : {QPoint(160, 0), QPoint(0, 90), QPoint(319, 179), QPoint(160, 120)}) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      const int x = point.x();
+      const int y = point.y();
+      const double expected = channel(start, x, y, c) + progress * (channel(settledTarget, x, y, c) - channel(start, x, y, c));
+      EXPECT_NEAR(channel(first, x, y, c), expected, 1.5) << x << "," << y << " " << c;
+    }
+  }
+}
 
-  // Once the half second is over the held-back frame asks to be drawn by
-  // itself, showing where the colours are by then (at the end of their glide).
+// However low the cap, the glide is drawn in two frames at least: the
+// second comes a glide's length later at most, by itself, and ends on the
+// new colours.
+TEST(AmbientGradientViewTest, UnderALowFrameRateCapTheGlidesLastFrameIsDrawnLaterNotDropped) {
+  OffscreenLightRenderer renderer(QSize(320, 180));
+  renderer.view().setMaximumFrameRate(2);
+  renderer.view().updateColors(uniformZones(0.9F, 0.1F, 0.1F), 1.0, 60.0, 1.0);
+  renderer.renderSettled();
+
+  QElapsedTimer clock;
+  clock.start();
+  renderer.view().updateColors(uniformZones(0.1F, 0.1F, 0.9F), 1.0, 60.0, 1.0);
+  const QImage first = renderer.renderFrame(0ms);
+  EXPECT_GT(qBlue(first.pixel(160, 0)), 60) << "halfway: a glide, not a jump";
+  EXPECT_LT(qBlue(first.pixel(160, 0)), 200);
+  const int renders = renderer.view().pictureRenderCount();
+  // The glide is over by the animation clock, but its last frame waits for
+  // the interval (unless this machine was too slow to ask within it).
+  const QImage early = renderer.renderFrame(40ms);
+  if (clock.elapsed() < 30) {
+    EXPECT_EQ(early, first);
+    EXPECT_EQ(renderer.view().pictureRenderCount(), renders);
+  }
+
   QEventLoop loop;
-  QTimer::singleShot(700ms, &loop, &QEventLoop::quit);
+  QTimer::singleShot(100ms, &loop, &QEventLoop::quit);
   loop.exec();
   const QImage later = renderer.renderFrame();
   EXPECT_EQ(renderer.view().pictureRenderCount(), renders + 1);
   EXPECT_GT(qBlue(later.pixel(160, 0)), 200);
   EXPECT_LT(qRed(later.pixel(160, 0)), 60);
+  EXPECT_NE(later, first);
 }
 
 TEST(AmbientGradientViewTest, BeforeAnyFrameTheLightIsBlack) {
