@@ -1,11 +1,14 @@
-// How long the light takes to follow the film: flips the whole movie screen
-// between two colours and watches a patch at the top edge of the light screen
-// for its first change after each flip.
+// How long the light takes to follow the film, and whether it glides there:
+// flips the whole movie screen between two colours and watches a patch at the
+// top edge of the light screen for its first change after each flip, then for
+// every further change until it stays still (the steps of the glide).
 //
 //   tarvelo-light-latency-probe [--display :N] [--flips N] [--interval-ms MS]
 //
 // Tarvelo must be running with the lights on. Prints one latency per flip in
-// milliseconds, then the median, the 95th percentile and the misses.
+// milliseconds, then one summary line: the median, the 95th percentile and
+// the largest latency, the median number of steps the light took from the
+// old colour to the new one (1 is a jump), and the misses.
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -108,6 +111,7 @@ int main(int argc, char** argv) {
     const int patchX = static_cast<int>(bottom->x + bottom->width / 2 - 8);
     const int patchY = static_cast<int>(bottom->y + 20);
     std::vector<double> latencies;
+    std::vector<int> glideSteps;
     int misses = 0;
     for (int flip = 1; flip <= options.flips; ++flip) {
       const std::vector<std::uint8_t> before = grab(connection, root, patchX, patchY, 16, 4);
@@ -117,18 +121,32 @@ int main(int argc, char** argv) {
       // A round trip: the flip is on screen once the server has answered.
       std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
       const Clock::time_point flipped = Clock::now();
-      bool changed = false;
-      while (Clock::now() - flipped < 1s) {
-        if (grab(connection, root, patchX, patchY, 16, 4) != before) {
-          changed = true;
-          break;
+      std::vector<std::uint8_t> shown = before;
+      std::optional<Clock::time_point> firstChange;
+      Clock::time_point lastChange = flipped;
+      int steps = 0;
+      // Every frame of the glide stays up for a redraw interval at least, so
+      // polling every half millisecond sees each one.
+      const Clock::time_point deadline = flipped + std::max(std::chrono::milliseconds(options.intervalMs) - 20ms,
+                                                            std::chrono::milliseconds(100));
+      while (Clock::now() < deadline) {
+        std::vector<std::uint8_t> now = grab(connection, root, patchX, patchY, 16, 4);
+        const Clock::time_point seen = Clock::now();
+        if (now != shown) {
+          shown = std::move(now);
+          lastChange = seen;
+          ++steps;
+          if (!firstChange) firstChange = seen;
+        } else if (firstChange && seen - lastChange > 150ms) {
+          break;  // settled
         }
         std::this_thread::sleep_for(500us);
       }
-      if (changed) {
-        const double ms = std::chrono::duration<double, std::milli>(Clock::now() - flipped).count();
+      if (firstChange) {
+        const double ms = std::chrono::duration<double, std::milli>(*firstChange - flipped).count();
         latencies.push_back(ms);
-        std::cout << ms << "\n";
+        glideSteps.push_back(steps);
+        std::cout << ms << " ms, " << steps << " steps\n";
       } else {
         ++misses;
       }
@@ -142,9 +160,10 @@ int main(int argc, char** argv) {
       return 1;
     }
     std::sort(latencies.begin(), latencies.end());
+    std::sort(glideSteps.begin(), glideSteps.end());
     const auto at = [&](double q) { return latencies[static_cast<std::size_t>(q * (latencies.size() - 1) + 0.5)]; };
-    std::cout << "p50 " << at(0.5) << " ms, p95 " << at(0.95) << " ms, max " << latencies.back() << " ms, misses "
-              << misses << " of " << options.flips << "\n";
+    std::cout << "p50 " << at(0.5) << " ms, p95 " << at(0.95) << " ms, max " << latencies.back() << " ms, glide steps "
+              << glideSteps[glideSteps.size() / 2] << ", misses " << misses << " of " << options.flips << "\n";
     return 0;
   } catch (const std::exception& error) {
     std::cerr << "tarvelo-light-latency-probe: " << error.what() << "\n";
