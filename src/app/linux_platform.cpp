@@ -19,20 +19,23 @@
 #include "displays/qt_screen_list.h"
 #include "displays/x11_display_source.h"
 #include "output/x11_output_platform.h"
+#include "ui/view_engine.h"
 
 namespace tarvelo {
 
 // Declared in the order they depend on each other: the main queue first,
 // the screen list after the display source it asks for output ids.
 struct LinuxPlatform::Parts {
-  explicit Parts(const QUrl& settingsViewUrl) : settingsWindows(settingsViewUrl) {}
+  explicit Parts(const QUrl& settingsViewUrl) : settingsWindows(views, settingsViewUrl) {}
 
   QtMainQueue mainQueue;
+  // Before every window whose view it makes.
+  ui::ViewEngine views;
   QSettingsStore settings;
   X11DisplaySource displaySource;
   QtScreenList screens{displaySource};
   X11CaptureBackend capture;
-  X11OutputPlatform output{[this](const std::string& name) { return displaySource.outputIdForName(name); }};
+  X11OutputPlatform output{views, [this](const std::string& name) { return displaySource.outputIdForName(name); }};
   X11KeyMonitors keys;
   XdgLoginItems loginItems = XdgLoginItems::forRunningProgram();
   LinuxPermission permission;
@@ -54,6 +57,8 @@ LinuxPlatform::LinuxPlatform(const QUrl& settingsViewUrl)
 }
 
 LinuxPlatform::~LinuxPlatform() = default;
+
+QQmlEngine& LinuxPlatform::viewEngine() { return parts_->views; }
 
 // Without a GPU, OpenGL is emulated on the CPU, and stretching the light over
 // the whole screen that way costs several times what Qt Quick's software

@@ -6,6 +6,8 @@
 #include "app/app_platform.h"
 #include "app/instance_channel.h"
 
+class QQmlEngine;
+
 namespace tarvelo {
 
 // Every platform facility of a Linux desktop running X11, made once at
@@ -23,6 +25,8 @@ class LinuxPlatform {
   LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
   AppPlatform& services() { return *services_; }
+  // The one engine that makes every view: the HUD's, Settings' and the panel's.
+  QQmlEngine& viewEngine();
 
   // Picks how Qt Quick draws, before the application object exists: OpenGL
   // where there is a GPU, Qt Quick's own software renderer where there is not.

@@ -6,13 +6,10 @@
 #include <QQuickWindow>
 #include <iostream>
 
-#include "ui/ui_resources.h"
-
 namespace tarvelo {
 
 QQuickItem* loadViewInto(QQuickWindow& window, QQmlEngine& engine, const QUrl& url, const QVariantMap& properties,
                          const char* what) {
-  ui::prepareEngine(engine);
   QQmlComponent component(&engine, url, QQmlComponent::PreferSynchronous);
   QObject* created = component.isReady() ? component.createWithInitialProperties(properties) : nullptr;
   auto* item = qobject_cast<QQuickItem*>(created);

@@ -10,8 +10,8 @@ class QQuickWindow;
 namespace tarvelo {
 
 // Makes the view at `url`, created with `properties` (every view requires
-// "appState"), the content of `window`. The engine is prepared for the views
-// first (their symbols and their quit). On failure writes one line,
+// "appState"), the content of `window`, made by `engine` (the program's
+// ui::ViewEngine). On failure writes one line,
 // "tarvelo: the <what> did not load: " and the reasons, to standard error and
 // returns nullptr; the window is left empty and the program goes on.
 QQuickItem* loadViewInto(QQuickWindow& window, QQmlEngine& engine, const QUrl& url, const QVariantMap& properties,

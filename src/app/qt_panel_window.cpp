@@ -23,7 +23,7 @@ constexpr qint64 kSameClickMilliseconds = 400;
 
 }  // namespace
 
-QtPanelWindow::QtPanelWindow(const QUrl& viewUrl, AppState& appState, Presentation presentation)
+QtPanelWindow::QtPanelWindow(QQmlEngine& engine, const QUrl& viewUrl, AppState& appState, Presentation presentation)
     : presentation_(presentation) {
   if (presentation_ == Presentation::popUp) {
     window_.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
@@ -41,7 +41,7 @@ QtPanelWindow::QtPanelWindow(const QUrl& viewUrl, AppState& appState, Presentati
     window_.setColor(QGuiApplication::palette().color(QPalette::Window));
   }
 
-  view_ = loadViewInto(window_, engine_, viewUrl,
+  view_ = loadViewInto(window_, engine, viewUrl,
                        {{QStringLiteral("appState"), QVariant::fromValue<QObject*>(&appState)},
                         {QStringLiteral("translucentBackdrop"), translucent_}},
                        "panel view");

@@ -3,11 +3,12 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
-#include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QRect>
 #include <QUrl>
+
+class QQmlEngine;
 
 namespace tarvelo {
 
@@ -32,7 +33,8 @@ class QtPanelWindow final : public QObject {
   static constexpr int kWidth = 320;
   enum class Presentation { popUp, window };
 
-  QtPanelWindow(const QUrl& viewUrl, AppState& appState, Presentation presentation);
+  // The view is made by `engine`, which must outlive this window.
+  QtPanelWindow(QQmlEngine& engine, const QUrl& viewUrl, AppState& appState, Presentation presentation);
   ~QtPanelWindow() override;
 
   // What a click on the tray icon does: closes an open pop-up, otherwise
@@ -59,7 +61,6 @@ class QtPanelWindow final : public QObject {
   const Presentation presentation_;
   bool translucent_ = false;
   QQuickWindow window_;
-  QQmlEngine engine_;
   QPointer<QQuickItem> view_;
   QElapsedTimer sinceClosedByFocusLoss_;
 };

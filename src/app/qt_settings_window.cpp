@@ -30,8 +30,8 @@ QtSettingsWindow::~QtSettingsWindow() {
   delete view_.data();
 }
 
-bool QtSettingsWindow::loadView(const QUrl& viewUrl, AppState& appState) {
-  view_ = loadViewInto(window_, engine_, viewUrl, {{QStringLiteral("appState"), QVariant::fromValue<QObject*>(&appState)}},
+bool QtSettingsWindow::loadView(QQmlEngine& engine, const QUrl& viewUrl, AppState& appState) {
+  view_ = loadViewInto(window_, engine, viewUrl, {{QStringLiteral("appState"), QVariant::fromValue<QObject*>(&appState)}},
                        "Settings view");
   if (view_ == nullptr) return false;
   view_->setSize(QSizeF(formWidth_, formHeight_));

@@ -3,7 +3,6 @@
 #include <QObject>
 #include <QPoint>
 #include <QPointer>
-#include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QUrl>
@@ -11,6 +10,8 @@
 #include <string>
 
 #include "app/app_platform.h"
+
+class QQmlEngine;
 
 namespace tarvelo {
 
@@ -29,8 +30,9 @@ class QtSettingsWindow final : public QObject, public SettingsWindow {
   QtSettingsWindow(const std::string& title, int width, int height, int formWidth, int formHeight);
   ~QtSettingsWindow() override;
 
-  // False, after one line on standard error, when the view does not load.
-  bool loadView(const QUrl& viewUrl, AppState& appState);
+  // Made by `engine`, which must outlive this window. False, after one line
+  // on standard error, when the view does not load.
+  bool loadView(QQmlEngine& engine, const QUrl& viewUrl, AppState& appState);
 
   void makeKeyAndOrderFront() override;
 
@@ -41,7 +43,6 @@ class QtSettingsWindow final : public QObject, public SettingsWindow {
 
  private:
   QQuickWindow window_;
-  QQmlEngine engine_;
   QPointer<QQuickItem> view_;
   const int formWidth_;
   const int formHeight_;

@@ -6,13 +6,14 @@
 
 namespace tarvelo {
 
-QtSettingsWindowHost::QtSettingsWindowHost(QUrl viewUrl) : viewUrl_(std::move(viewUrl)) {}
+QtSettingsWindowHost::QtSettingsWindowHost(QQmlEngine& engine, QUrl viewUrl)
+    : engine_(engine), viewUrl_(std::move(viewUrl)) {}
 
 std::unique_ptr<SettingsWindow> QtSettingsWindowHost::createSettingsWindow(AppState& appState,
                                                                            const std::string& title, int width,
                                                                            int height) {
   auto window = std::make_unique<QtSettingsWindow>(title, width, height, kFormWidth, kFormHeight);
-  if (!window->loadView(viewUrl_, appState)) return nullptr;
+  if (!window->loadView(engine_, viewUrl_, appState)) return nullptr;
   return window;
 }
 

@@ -6,6 +6,8 @@
 
 #include "app/app_platform.h"
 
+class QQmlEngine;
+
 namespace tarvelo {
 
 // Settings windows as Qt Quick windows hosting the Settings view, which finds
@@ -16,7 +18,8 @@ class QtSettingsWindowHost final : public SettingsWindowHost {
   static constexpr int kFormWidth = 500;
   static constexpr int kFormHeight = 600;
 
-  explicit QtSettingsWindowHost(QUrl viewUrl);
+  // The views are made by `engine`, which must outlive every window.
+  QtSettingsWindowHost(QQmlEngine& engine, QUrl viewUrl);
 
   // Nullptr, after one line on standard error, when the view does not load.
   std::unique_ptr<SettingsWindow> createSettingsWindow(AppState& appState, const std::string& title, int width,
@@ -26,6 +29,7 @@ class QtSettingsWindowHost final : public SettingsWindowHost {
   void activateApplication() override {}
 
  private:
+  QQmlEngine& engine_;
   QUrl viewUrl_;
 };
 

@@ -6,10 +6,12 @@ TarveloApp::TarveloApp(const QUrl& panelViewUrl, const QUrl& settingsViewUrl, bo
     : platform_(settingsViewUrl), appState_(platform_.services()) {
   if (verbose) verboseReporter_ = std::make_unique<VerboseReporter>(appState_);
   if (TrayIcon::isAvailable()) {
-    panel_ = std::make_unique<QtPanelWindow>(panelViewUrl, appState_, QtPanelWindow::Presentation::popUp);
+    panel_ = std::make_unique<QtPanelWindow>(platform_.viewEngine(), panelViewUrl, appState_,
+                                             QtPanelWindow::Presentation::popUp);
     trayIcon_ = std::make_unique<TrayIcon>(appState_, [this](const QRect& anchor) { panel_->toggleNextTo(anchor); });
   } else {
-    panel_ = std::make_unique<QtPanelWindow>(panelViewUrl, appState_, QtPanelWindow::Presentation::window);
+    panel_ = std::make_unique<QtPanelWindow>(platform_.viewEngine(), panelViewUrl, appState_,
+                                             QtPanelWindow::Presentation::window);
     panel_->bringForward();
   }
 }

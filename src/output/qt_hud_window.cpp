@@ -18,8 +18,9 @@
 
 namespace tarvelo {
 
-QtHudWindow::QtHudWindow(const DisplayRect& frame, AppState& appState, std::function<void()> onDismiss)
-    : onDismiss_(std::move(onDismiss)), view_(std::make_unique<QQuickView>()) {
+QtHudWindow::QtHudWindow(const DisplayRect& frame, AppState& appState, QQmlEngine& viewEngine,
+                         std::function<void()> onDismiss)
+    : onDismiss_(std::move(onDismiss)), view_(std::make_unique<QQuickView>(&viewEngine, nullptr)) {
   view_->setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
                   Qt::NoDropShadowWindowHint);
   QSurfaceFormat format = view_->format();
@@ -32,7 +33,6 @@ QtHudWindow::QtHudWindow(const DisplayRect& frame, AppState& appState, std::func
   if (QScreen* screen = QGuiApplication::screenAt(geometry.center())) view_->setScreen(screen);
   view_->setGeometry(geometry);
 
-  ui::registerSymbolIcons(*view_->engine());
   view_->setInitialProperties({{QStringLiteral("appState"), QVariant::fromValue<QObject*>(&appState)}});
   view_->setSource(ui::floatingHudViewUrl());
   hud_ = view_->rootObject();

@@ -29,7 +29,8 @@ class QtHudWindow final : public QObject, public HudWindow {
  public:
   static constexpr double kDefaultFadeSeconds = 0.25;
 
-  QtHudWindow(const DisplayRect& frame, AppState& appState, std::function<void()> onDismiss);
+  // The view is made by `viewEngine`, which must outlive this window.
+  QtHudWindow(const DisplayRect& frame, AppState& appState, QQmlEngine& viewEngine, std::function<void()> onDismiss);
   ~QtHudWindow() override;
 
   void animateAlpha(double alpha, std::optional<double> durationSeconds) override;

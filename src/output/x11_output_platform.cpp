@@ -23,8 +23,9 @@ bool sameFrame(const QRect& geometry, const DisplayRect& frame) {
 
 }  // namespace
 
-X11OutputPlatform::X11OutputPlatform(OutputIdForName outputIdForName, std::optional<std::string> displayName)
-    : outputIdForName_(std::move(outputIdForName)), displayName_(std::move(displayName)) {}
+X11OutputPlatform::X11OutputPlatform(QQmlEngine& viewEngine, OutputIdForName outputIdForName,
+                                     std::optional<std::string> displayName)
+    : viewEngine_(viewEngine), outputIdForName_(std::move(outputIdForName)), displayName_(std::move(displayName)) {}
 
 X11OutputPlatform::~X11OutputPlatform() = default;
 
@@ -51,7 +52,7 @@ std::unique_ptr<LightWindow> X11OutputPlatform::createLightWindow(const Screen& 
 
 std::unique_ptr<HudWindow> X11OutputPlatform::createHudWindow(const DisplayRect& frame, AppState& appState,
                                                               std::function<void()> onDismiss) {
-  return std::make_unique<QtHudWindow>(frame, appState, std::move(onDismiss));
+  return std::make_unique<QtHudWindow>(frame, appState, viewEngine_, std::move(onDismiss));
 }
 
 std::optional<MonitorToken> X11OutputPlatform::addGlobalMouseMovedMonitor(std::function<void()> handler) {

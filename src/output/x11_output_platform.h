@@ -8,6 +8,7 @@
 
 #include "output/output_platform.h"
 
+class QQmlEngine;
 class QScreen;
 
 namespace tarvelo {
@@ -22,10 +23,12 @@ class X11OutputPlatform final : public OutputPlatform {
   // (X11DisplaySource::outputIdForName).
   using OutputIdForName = std::function<std::optional<DisplayId>(const std::string& outputName)>;
 
-  // `outputIdForName` ties a Screen's display number to the QScreen of its
-  // output; without it screens are found by their frame alone. Motion is
-  // watched on `displayName` ($DISPLAY when absent), the server Qt runs on.
-  explicit X11OutputPlatform(OutputIdForName outputIdForName = {},
+  // The HUD's view is made by `viewEngine`, the program's one engine, which
+  // must outlive every window. `outputIdForName` ties a Screen's display
+  // number to the QScreen of its output; without it screens are found by
+  // their frame alone. Motion is watched on `displayName` ($DISPLAY when
+  // absent), the server Qt runs on.
+  explicit X11OutputPlatform(QQmlEngine& viewEngine, OutputIdForName outputIdForName = {},
                              std::optional<std::string> displayName = std::nullopt);
   // Stops every mouse monitor still running.
   ~X11OutputPlatform() override;
@@ -50,6 +53,7 @@ class X11OutputPlatform final : public OutputPlatform {
   QScreen* qtScreenFor(const Screen& screen) const;
 
  private:
+  QQmlEngine& viewEngine_;
   OutputIdForName outputIdForName_;
   std::optional<std::string> displayName_;
   std::map<MonitorToken, std::unique_ptr<X11MouseMonitor>> monitors_;

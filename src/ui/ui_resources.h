@@ -3,8 +3,6 @@
 #include <QString>
 #include <QUrl>
 
-class QQmlEngine;
-
 namespace tarvelo::ui {
 
 // Where the views and icons compiled into the program live, and what an
@@ -15,14 +13,6 @@ namespace tarvelo::ui {
 QUrl floatingHudViewUrl();
 QUrl menuBarViewUrl();
 QUrl settingsViewUrl();
-
-// Serves the views' symbols on `engine` (image://tarvelo-icons/…). Every
-// engine that loads a view needs it.
-void registerSymbolIcons(QQmlEngine& engine);
-
-// registerSymbolIcons(), and the views' Qt.quit() (the panel's Quit, after it
-// has stopped the lights) ends the application's event loop.
-void prepareEngine(QQmlEngine& engine);
 
 // The SVG of the symbol `symbolName` ("lightbulb.max.fill", "rays", …) as a
 // resource path. Symbols are painted in currentColor.

@@ -4,20 +4,27 @@
 // stand-ins of known size and colour.
 #include <QColor>
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QProcess>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
 #include <QRegularExpression>
 #include <QUrl>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "app/app_state.h"
 #include "app/linux_platform.h"
+#include "app/qt_panel_window.h"
 #include "app/qt_settings_window_host.h"
 #include "desktop_session.h"
 #include "end_to_end_support.h"
+#include "ui/ui_resources.h"
 
 namespace tarvelo::testing {
 namespace {
@@ -342,6 +349,35 @@ TEST_F(SettingsWindowTest, FixedSizeTitledAboveAndCentredHidingOnCloseAndComingB
   ASSERT_TRUE(waitUntil([&] { return (reopened = settingsWindow()).has_value(); }, 30s));
   EXPECT_EQ(reopened->id, window->id) << "the same window";
   EXPECT_EQ(reopened->geometry, moved->geometry) << "where the user left it";
+}
+
+// Every view the program shows is made by its one QML engine: one JavaScript
+// heap and one cache of compiled components, however many windows are open.
+TEST_F(SettingsWindowTest, TheHudSettingsAndThePanelShareTheProgramsOneEngine) {
+  state_->setShowFloatingHUD(true);
+  state_->start();
+  ASSERT_TRUE(waitUntil([&] { return state_->isRunning(); }, 15s)) << state_->errorMessageText().toStdString();
+  state_->openSettingsWindow();
+  QtPanelWindow panel(platform_->viewEngine(), ui::menuBarViewUrl(), *state_, QtPanelWindow::Presentation::window);
+
+  // The windows whose content QML made, and the engines that made it.
+  std::set<QQmlEngine*> engines;
+  int windowsWithViews = 0;
+  for (QWindow* window : QGuiApplication::topLevelWindows()) {
+    auto* quickWindow = qobject_cast<QQuickWindow*>(window);
+    if (quickWindow == nullptr) continue;
+    bool hasView = false;
+    for (QQuickItem* item : quickWindow->contentItem()->childItems()) {
+      if (QQmlEngine* engine = qmlEngine(item)) {
+        engines.insert(engine);
+        hasView = true;
+      }
+    }
+    windowsWithViews += hasView ? 1 : 0;
+  }
+  EXPECT_EQ(windowsWithViews, 4) << "the HUD and its tooltip's window, Settings and the panel";
+  EXPECT_EQ(engines, std::set<QQmlEngine*>{&platform_->viewEngine()});
+  state_->stop();
 }
 
 TEST_F(SettingsWindowTest, SuperCommaOpensItOnceAndThenBringsItForward) {

@@ -13,6 +13,7 @@
 #include "app/app_test_support.h"
 #include "output/qt_hud_window.h"
 #include "output/x11_output_platform.h"
+#include "ui/view_engine.h"
 #include "output/x11_output_rig.h"
 
 namespace tarvelo {
@@ -70,7 +71,8 @@ class HudOnX11 : public ::testing::Test, protected testing::AppStateHarness {
 
   std::vector<std::string> writtenKeys() { return fakes.settings.writtenKeys(); }
 
-  X11OutputPlatform platform_{testing::rigOutputIdForName};
+  ui::ViewEngine views_;
+  X11OutputPlatform platform_{views_, testing::rigOutputIdForName};
   RigConnection rig_;
   std::unique_ptr<HudWindow> window_;
   QtHudWindow* hud_ = nullptr;

@@ -9,6 +9,7 @@
 #include "output/click_recorder_window.h"
 #include "output/qt_light_window.h"
 #include "output/x11_output_platform.h"
+#include "ui/view_engine.h"
 #include "output/x11_output_rig.h"
 #include "pipeline/zone_color.h"
 
@@ -33,7 +34,8 @@ class LightWindowOnX11 : public ::testing::Test {
     return *light;
   }
 
-  X11OutputPlatform platform_{testing::rigOutputIdForName};
+  ui::ViewEngine views_;
+  X11OutputPlatform platform_{views_, testing::rigOutputIdForName};
   RigConnection rig_;
   std::unique_ptr<LightWindow> window_;
 };

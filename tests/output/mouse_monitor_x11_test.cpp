@@ -17,6 +17,7 @@
 #include "output/qt_hud_window.h"
 #include "output/x11_mouse_monitor.h"
 #include "output/x11_output_platform.h"
+#include "ui/view_engine.h"
 #include "output/x11_output_rig.h"
 
 namespace tarvelo {
@@ -69,7 +70,8 @@ void movePointerTo(int x, int y) {
 TEST(MouseMonitorOnX11, ReportsPointerMotionOnTheBottomOutput) {
   placePointerAt(100, 100);
   MoveCounter counter;
-  X11OutputPlatform platform(testing::rigOutputIdForName);
+  ui::ViewEngine views;
+  X11OutputPlatform platform(views, testing::rigOutputIdForName);
   const std::optional<MonitorToken> token = platform.addGlobalMouseMovedMonitor(counter.handler());
   ASSERT_TRUE(token.has_value());
   const int before = counter.moves();
@@ -81,7 +83,8 @@ TEST(MouseMonitorOnX11, ReportsPointerMotionOnTheBottomOutput) {
 TEST(MouseMonitorOnX11, ReportsPointerMotionOnTheTopOutputToo) {
   placePointerAt(960, 1600);
   MoveCounter counter;
-  X11OutputPlatform platform(testing::rigOutputIdForName);
+  ui::ViewEngine views;
+  X11OutputPlatform platform(views, testing::rigOutputIdForName);
   const std::optional<MonitorToken> token = platform.addGlobalMouseMovedMonitor(counter.handler());
   ASSERT_TRUE(token.has_value());
   const int before = counter.moves();
@@ -94,7 +97,8 @@ TEST(MouseMonitorOnX11, RunsTheHandlerOffTheMainThread) {
   std::mutex mutex;
   std::condition_variable reported;
   std::optional<std::thread::id> handlerThread;
-  X11OutputPlatform platform(testing::rigOutputIdForName);
+  ui::ViewEngine views;
+  X11OutputPlatform platform(views, testing::rigOutputIdForName);
   const std::optional<MonitorToken> token = platform.addGlobalMouseMovedMonitor([&] {
     std::lock_guard lock(mutex);
     handlerThread = std::this_thread::get_id();
@@ -111,7 +115,8 @@ TEST(MouseMonitorOnX11, RunsTheHandlerOffTheMainThread) {
 
 TEST(MouseMonitorOnX11, RemovedMonitorReportsNothingMore) {
   MoveCounter counter;
-  X11OutputPlatform platform(testing::rigOutputIdForName);
+  ui::ViewEngine views;
+  X11OutputPlatform platform(views, testing::rigOutputIdForName);
   const std::optional<MonitorToken> token = platform.addGlobalMouseMovedMonitor(counter.handler());
   ASSERT_TRUE(token.has_value());
   platform.removeMonitor(*token);
@@ -128,7 +133,8 @@ TEST(MouseMonitorOnX11, RemovedMonitorReportsNothingMore) {
 }
 
 TEST(MouseMonitorOnX11, EachMonitorGetsItsOwnToken) {
-  X11OutputPlatform platform(testing::rigOutputIdForName);
+  ui::ViewEngine views;
+  X11OutputPlatform platform(views, testing::rigOutputIdForName);
   const std::optional<MonitorToken> first = platform.addGlobalMouseMovedMonitor([] {});
   const std::optional<MonitorToken> second = platform.addGlobalMouseMovedMonitor([] {});
   ASSERT_TRUE(first && second);
@@ -142,7 +148,8 @@ TEST(MouseMonitorOnX11, NoServerMeansNoMonitor) {
 }
 
 TEST(MouseMonitorOnX11, PointerLocationIsInGlobalCoordinates) {
-  X11OutputPlatform platform(testing::rigOutputIdForName);
+  ui::ViewEngine views;
+  X11OutputPlatform platform(views, testing::rigOutputIdForName);
   placePointerAt(321, 1654);
   EXPECT_TRUE(QTest::qWaitFor([&] {
     const Point location = platform.mouseLocation();
@@ -211,7 +218,8 @@ class HudWakingOnX11 : public ::testing::Test, protected testing::AppStateHarnes
   }
 
   QtMainQueue mainQueue_;
-  X11OutputPlatform x11_{testing::rigOutputIdForName};
+  ui::ViewEngine views_;
+  X11OutputPlatform x11_{views_, testing::rigOutputIdForName};
   WitnessedPlatform platform_{x11_, mainQueue_};
   AmbientLightWindow controller_{platform_, mainQueue_};
 };

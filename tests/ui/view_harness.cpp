@@ -33,9 +33,15 @@ const QUrl kTextUnderTest(QStringLiteral("qrc:/tarvelo/ui/TextUnderTest.qml"));
 
 }  // namespace
 
+void ViewHarness::makeView() {
+  textRoot_.reset();
+  view_.reset();
+  engine_ = std::make_unique<ui::ViewEngine>();
+  view_ = std::make_unique<QQuickView>(engine_.get(), nullptr);
+}
+
 bool ViewHarness::loadText(const QByteArray& qml) {
-  view_ = std::make_unique<QQuickView>();
-  ui::registerSymbolIcons(*view_->engine());
+  makeView();
   view_->setColor(Qt::white);
   view_->setResizeMode(QQuickView::SizeViewToRootObject);
   QQmlComponent component(view_->engine());
@@ -51,8 +57,7 @@ bool ViewHarness::loadText(const QByteArray& qml) {
 }
 
 bool ViewHarness::load(const QUrl& url, const QVariantMap& properties) {
-  view_ = std::make_unique<QQuickView>();
-  ui::registerSymbolIcons(*view_->engine());
+  makeView();
   // With an alpha channel, as the windows have where a compositor runs.
   QSurfaceFormat format = view_->format();
   format.setAlphaBufferSize(8);

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "app/app_test_support.h"
+#include "ui/view_engine.h"
 
 namespace tarvelo::testing {
 
@@ -53,6 +54,10 @@ class ViewHarness : public AppStateHarness {
  private:
   bool show();
 
+  // A fresh engine for each view, so that no test sees another's Theme.
+  void makeView();
+
+  std::unique_ptr<ui::ViewEngine> engine_;
   std::unique_ptr<QQuickView> view_;
   std::unique_ptr<QQuickItem> textRoot_;
 };
