@@ -3,7 +3,13 @@
 // top edge of the light screen for its first change after each flip, then for
 // every further change until it stays still (the steps of the glide).
 //
-//   tarvelo-light-latency-probe [--display :N] [--flips N] [--interval-ms MS]
+//   tarvelo-light-latency-probe [--display :N] [--flips N] [--interval-ms MS] [--playing]
+//
+// A flip on a still screen is captured at once, as the capture has been idle.
+// With --playing a small square in the middle of the movie screen changes 60
+// times a second meanwhile, far from the edges the zones are sampled from: the
+// capture then runs at its full rate, and a flip waits for its next slot, as
+// a change in a playing film does.
 //
 // Tarvelo must be running with the lights on. Prints one latency per flip in
 // milliseconds, then one summary line: the median, the 95th percentile and
@@ -35,12 +41,17 @@ struct Options {
   std::optional<std::string> display;
   int flips = 60;
   int intervalMs = 300;
+  bool playing = false;
 };
 
 Options parse(int argc, char** argv) {
   Options options;
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
+    if (argument == "--playing") {
+      options.playing = true;
+      continue;
+    }
     if (i + 1 >= argc) {
       std::cerr << "tarvelo-light-latency-probe: " << argument << " needs a value\n";
       std::exit(2);
@@ -71,6 +82,37 @@ std::vector<std::uint8_t> grab(xcb_connection_t* connection, xcb_window_t root, 
   const std::uint8_t* data = xcb_get_image_data(reply.get());
   return std::vector<std::uint8_t>(data, data + xcb_get_image_data_length(reply.get()));
 }
+
+// The part of the film that keeps playing: a small square in the middle of
+// the movie screen, repainted in one of two dark greys every 1/60 s.
+class PlayingSquare {
+ public:
+  PlayingSquare(xcb_connection_t* connection, xcb_window_t film, const tarvelo::PixelRect& screen)
+      : connection_(connection), film_(film), gc_(xcb_generate_id(connection)) {
+    xcb_create_gc(connection_, gc_, film_, 0, nullptr);
+    square_ = xcb_rectangle_t{static_cast<std::int16_t>(screen.width / 2 - 16),
+                              static_cast<std::int16_t>(screen.height / 2 - 16), 32, 32};
+  }
+
+  // Repaints the square when its 1/60 s is up.
+  void play() {
+    const Clock::time_point now = Clock::now();
+    if (now - lastPaint_ < std::chrono::microseconds(16667)) return;
+    lastPaint_ = now;
+    const std::uint32_t grey = (++frame_ % 2 == 0) ? 0x00181818 : 0x00202020;
+    xcb_change_gc(connection_, gc_, XCB_GC_FOREGROUND, &grey);
+    xcb_poly_fill_rectangle(connection_, film_, gc_, 1, &square_);
+    xcb_flush(connection_);
+  }
+
+ private:
+  xcb_connection_t* connection_;
+  xcb_window_t film_;
+  xcb_gcontext_t gc_;
+  xcb_rectangle_t square_{};
+  Clock::time_point lastPaint_{};
+  unsigned frame_ = 0;
+};
 
 }  // namespace
 
@@ -105,11 +147,28 @@ int main(int argc, char** argv) {
                       XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
     xcb_map_window(connection, film);
     xcb_flush(connection);
-    std::this_thread::sleep_for(1500ms);  // the light settles on the first colour
+    std::optional<PlayingSquare> square;
+    if (options.playing) square.emplace(connection, film, *top);
+    // Waits as the film plays on.
+    const auto waitUntil = [&](Clock::time_point until) {
+      while (Clock::now() < until) {
+        if (square) square->play();
+        std::this_thread::sleep_for(500us);
+      }
+    };
+    waitUntil(Clock::now() + 1500ms);  // the light settles on the first colour
 
     // The patch: the middle of the light screen's top edge, under the strips.
     const int patchX = static_cast<int>(bottom->x + bottom->width / 2 - 8);
     const int patchY = static_cast<int>(bottom->y + 20);
+    if (square) {
+      const std::vector<std::uint8_t> settled = grab(connection, root, patchX, patchY, 16, 4);
+      waitUntil(Clock::now() + 500ms);
+      if (grab(connection, root, patchX, patchY, 16, 4) != settled) {
+        std::cerr << "tarvelo-light-latency-probe: the playing square moves the light by itself\n";
+        return 1;
+      }
+    }
     std::vector<double> latencies;
     std::vector<int> glideSteps;
     int misses = 0;
@@ -140,6 +199,7 @@ int main(int argc, char** argv) {
         } else if (firstChange && seen - lastChange > 150ms) {
           break;  // settled
         }
+        if (square) square->play();
         std::this_thread::sleep_for(500us);
       }
       if (firstChange) {
@@ -150,7 +210,7 @@ int main(int argc, char** argv) {
       } else {
         ++misses;
       }
-      std::this_thread::sleep_until(flipped + std::chrono::milliseconds(options.intervalMs));
+      waitUntil(flipped + std::chrono::milliseconds(options.intervalMs));
     }
     xcb_destroy_window(connection, film);
     xcb_flush(connection);

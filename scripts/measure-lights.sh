@@ -8,8 +8,11 @@
 #
 #   latency  tarvelo-light-latency-probe flips the movie screen between two
 #            colours and times the first change of the light, at 15, 30 and
-#            60 fps; "steps" is the median number of frames the light takes
-#            from the old colour to the new one (1 would be a jump, not a glide)
+#            60 fps: on a still screen (the capture is idle and takes the flip
+#            at once) and with the film playing (a small square in the middle
+#            keeps changing, so the flip waits for the capture's next slot);
+#            "steps" is the median number of frames the light takes from the
+#            old colour to the new one (1 would be a jump, not a glide)
 #   moving   user + system time of tarvelo and of the X server while
 #            tarvelo-screen-animator repaints the movie screen at 60 Hz, so
 #            every frame captured at 30 fps is new; the X server's time for
@@ -102,15 +105,19 @@ for round in $(seq "$rounds"); do
   for rate in 15 30 60; do
     for name in "${builds[@]}"; do
       start_tarvelo "$name" "$rate"
-      summary=$("$probe" --flips "$flips" --interval-ms 300 | tail -1)
+      for film in still playing; do
+        option=
+        [ "$film" = playing ] && option=--playing
+        summary=$("$probe" --flips "$flips" --interval-ms 300 $option | tail -1)
+        # "p50 A ms, p95 B ms, max C ms, glide steps D, misses E of F"
+        read -r p50 p95 max steps misses <<< "$(echo "$summary" | awk '{ print $2, $5, $8, $12, $14 }')"
+        record "$name" "p50_${film}_$rate" "$p50"
+        record "$name" "p95_${film}_$rate" "$p95"
+        record "$name" "max_${film}_$rate" "$max"
+        record "$name" "steps_${film}_$rate" "${steps%,}"
+        record "$name" "misses_${film}_$rate" "$misses"
+      done
       stop_pid "$tarvelo_pid"
-      # "p50 A ms, p95 B ms, max C ms, glide steps D, misses E of F"
-      read -r p50 p95 max steps misses <<< "$(echo "$summary" | awk '{ print $2, $5, $8, $12, $14 }')"
-      record "$name" "p50_$rate" "$p50"
-      record "$name" "p95_$rate" "$p95"
-      record "$name" "max_$rate" "$max"
-      record "$name" "steps_$rate" "${steps%,}"
-      record "$name" "misses_$rate" "$misses"
     done
   done
 
@@ -148,25 +155,29 @@ done
 row() {  # label, then a command printing one build's figure
   local label=$1
   shift
-  printf '%-44s' "$label"
+  printf '%-52s' "$label"
   for name in "${builds[@]}"; do printf ' %22s' "$("$@" "$name")"; done
   printf '\n'
 }
-latency() { printf '%.1f / %.1f / %.1f' "$(figure "$2" "p50_$1")" "$(figure "$2" "p95_$1")" "$(figure "$2" "max_$1")"; }
-intervals() { echo "$(figure "$2" "p95_$1") $1" | awk '{ printf "%.2f", $1 * $2 / 1000 }'; }
+latency() { printf '%.1f / %.1f / %.1f' "$(figure "$3" "p50_$1")" "$(figure "$3" "p95_$1")" "$(figure "$3" "max_$1")"; }
+intervals() {  # p95 and max in capture intervals
+  echo "$(figure "$3" "p95_$1") $(figure "$3" "max_$1") $2" | awk '{ printf "%.2f / %.2f", $1 * $3 / 1000, $2 * $3 / 1000 }'
+}
 steps() { printf '%s (misses %s)' "$(figure "$2" "steps_$1")" "$(figure "$2" "misses_$1")"; }
 whole() { echo "$(figure "$2" "${1}_tarvelo") $(figure "$2" "${1}_server")" | awk '{ printf "%.1f = %.1f + %.1f", $1 + $2, $1, $2 }'; }
 rss() { printf '%.0f' "$(figure "$1" rss)"; }
 
 echo
 echo "Medians of $rounds rounds; CPU over ${seconds}s windows, in % of one core; latency over $flips flips."
-printf '%-44s' ""
+printf '%-52s' ""
 for name in "${builds[@]}"; do printf ' %22s' "$name"; done
 printf '\n'
 for rate in 15 30 60; do
-  row "latency at $rate fps, p50 / p95 / max (ms)" latency "$rate"
-  row "  p95 in capture intervals" intervals "$rate"
-  row "  glide steps" steps "$rate"
+  for film in still playing; do
+    row "latency at $rate fps, $film: p50 / p95 / max (ms)" latency "${film}_$rate" "$rate"
+    row "  p95 / max in capture intervals" intervals "${film}_$rate" "$rate"
+    row "  glide steps" steps "${film}_$rate"
+  done
 done
 row "whole program, moving: tarvelo + X server" whole moving
 row "whole program, still: tarvelo + X server" whole still
