@@ -366,12 +366,7 @@ TEST(AmbientGradientViewTest, ColourChangeReachesTheNewColoursAfter40Millisecond
   const QSize size(320, 180);
   const ZoneColorList from = uniformZones(0.2F, 0.6F, 0.4F);
   const ZoneColorList to = uniformZones(0.8F, 0.2F, 0.0F);
-  QImage settledTarget;
-  {
-    OffscreenLightRenderer reference(size);
-    reference.view().updateColors(to, 1.0, 60.0, 1.0);
-    settledTarget = reference.renderSettled();
-  }
+  const QImage settledTarget = OffscreenLightRenderer::render(size, to, 1.0, 1.0, 60.0);
   OffscreenLightRenderer renderer(size);
   renderer.view().updateColors(from, 1.0, 60.0, 1.0);
   const QImage start = renderer.renderSettled();
@@ -433,12 +428,7 @@ TEST(AmbientGradientViewTest, UnderAFrameRateCapNewColoursAreDrawnAtOnceAlreadyO
   const QSize size(320, 180);
   const ZoneColorList from = uniformZones(0.2F, 0.6F, 0.4F);
   const ZoneColorList to = uniformZones(0.8F, 0.2F, 0.0F);
-  QImage settledTarget;
-  {
-    OffscreenLightRenderer reference(size);
-    reference.view().updateColors(to, 1.0, 60.0, 1.0);
-    settledTarget = reference.renderSettled();
-  }
+  const QImage settledTarget = OffscreenLightRenderer::render(size, to, 1.0, 1.0, 60.0);
   OffscreenLightRenderer renderer(size);
   renderer.view().setMaximumFrameRate(30);
   renderer.view().updateColors(from, 1.0, 60.0, 1.0);
