@@ -53,7 +53,6 @@ void AmbientGradientView::updateColors(const ZoneColorList& colors, double brigh
   pictureDirty_ = true;
   // New colours are what the light is late with: their first frame is never
   // held back by the cap, only the glide's later frames are.
-  framePacer_.noteChange();
   drawAt(ChangePacer::Clock::now());
 }
 
@@ -61,7 +60,8 @@ void AmbientGradientView::setMaximumFrameRate(std::int64_t framesPerSecond) {
   glideFrames_ = glideFramesFor(framesPerSecond, kColorAnimation);
   framePacer_ = ChangePacer(glideFrames_.frameInterval);
   colorAnimation_.setStartValue(glideFrames_.firstProgress);
-  colorAnimation_.setDuration(static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(glideFrames_.remainder).count()));
+  const auto remainder = std::chrono::ceil<std::chrono::milliseconds>(glideFrames_.remainder);
+  colorAnimation_.setDuration(static_cast<int>(remainder.count()));
 }
 
 void AmbientGradientView::requestFrame() {
@@ -78,6 +78,7 @@ void AmbientGradientView::requestFrame() {
 }
 
 void AmbientGradientView::drawAt(ChangePacer::Clock::time_point now) {
+  framePacer_.noteChange();
   deferredFrame_.stop();
   framePacer_.started(now);
   framePacer_.finished();  // the scene graph draws it; nothing to wait for

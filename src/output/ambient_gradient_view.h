@@ -83,6 +83,7 @@ class AmbientGradientView : public QQuickItem, public LightView {
   void showProgress(const QVariant& progress);
   // Asks for a frame now, or when the frame rate allows.
   void requestFrame();
+  // Draws now, whatever the pacer says, covering every change so far.
   void drawAt(ChangePacer::Clock::time_point now);
   void renderPicture(QImage& image);
   QSGNode* updateTextureNode(QSGNode* oldNode, const QRectF& pictureRect);
