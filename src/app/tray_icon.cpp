@@ -26,8 +26,11 @@ TrayIcon::TrayIcon(AppState& appState, std::function<void(const QRect& anchor)> 
           &AppState::openSettingsWindow);
   menu_.addSeparator();
   connect(menu_.addAction(QStringLiteral("Quit")), &QAction::triggered, this, &TrayIcon::quit);
+  // Under XEmbed a click that follows the last one quickly arrives as a double
+  // click instead of a trigger; to the person it is simply the next click.
   connect(&icon_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-    if (reason == QSystemTrayIcon::Trigger && onClicked_) onClicked_(anchor());
+    const bool click = reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
+    if (click && onClicked_) onClicked_(anchor());
   });
   connect(&appState_, &AppState::isRunningChanged, this, &TrayIcon::showState);
   icon_.setContextMenu(&menu_);

@@ -140,14 +140,6 @@ TEST_P(TrayTest, AClickOpensThePanelBesideTheIconAndAClickOrEscapeClosesIt) {
   EXPECT_TRUE(near(screen.pixelColor(shown.left() + 10, shown.top() + 10), kOpaquePanelColour))
       << describe(screen.pixelColor(shown.left() + 10, shown.top() + 10)) << ": opaque without a compositor";
 
-  // Known defect: under openbox with trayer, the panel hidden by a second
-  // click on the icon comes back mapped outside the window manager's frame,
-  // and later clicks no longer reach it. Until that is found, the XEmbed host
-  // is checked up to here; the StatusNotifierItem host runs the whole cycle.
-  if (GetParam() == TrayHost::Kind::xembedTrayer) {
-    GTEST_SKIP() << "the second click under XEmbed is a known defect";
-  }
-
   click(icon_->center());
   EXPECT_TRUE(waitUntil([] { return !panel().has_value(); }, 15s)) << "a second click closes it";
   waitUntil([] { return false; }, 600ms);
