@@ -96,35 +96,47 @@ std::uint64_t loadPair(const std::uint8_t* pixel) {
   return pair;
 }
 
-// Adds the samples of one sample row (its two pixel rows `top` and `bottom`)
-// to the sums of bytes 0, 1 and 2 of every output pixel. Bytes 0 and 2 of both
-// pixels of a pair go to the four 16-bit lanes of one word, bytes 1 and 3 to
-// another, so one addition sums four bytes.
+// Sums the samples of one output row into the sums of bytes 0, 1 and 2 of each
+// of its pixels. `rows` holds the two pixel rows of each sample row, top then
+// bottom. Bytes 0 and 2 of both pixels of a pair go to the four 16-bit lanes of
+// one word, bytes 1 and 3 to another, so one addition sums four bytes. Every
+// sample row of an output pixel is read before the next pixel, so the reads
+// run along all the rows at once rather than one row after another.
 template <bool kNeighbours>
-void addSampleRow(const std::uint8_t* top, const std::uint8_t* bottom, const std::size_t* columnOffsets,
-                  std::int64_t width, std::int64_t samplesX, std::uint64_t* sums) {
+void sumOutputRow(const std::uint8_t* const* rows, const std::uint8_t* const* nextRows, std::int64_t samplesY,
+                  const std::size_t* columnOffsets, std::int64_t width, std::int64_t samplesX, std::uint64_t* sums) {
   for (std::int64_t u = 0; u < width; ++u) {
     const std::size_t* offsets = columnOffsets + u * samplesX;
+    if (nextRows != nullptr) {
+      for (std::int64_t row = 0; row < 2 * samplesY; ++row) {
+        __builtin_prefetch(nextRows[row] + offsets[0]);
+        __builtin_prefetch(nextRows[row] + offsets[samplesX - 1] + 4);
+      }
+    }
     std::uint64_t sum0 = 0;
     std::uint64_t sum1 = 0;
     std::uint64_t sum2 = 0;
-    for (std::int64_t chunkStart = 0; chunkStart < samplesX; chunkStart += kSamplesPerChunk) {
-      const std::int64_t chunkEnd = std::min(chunkStart + kSamplesPerChunk, samplesX);
-      std::uint64_t even = 0;  // lanes: byte 0 and byte 2 of the left pixel, then of the right one
-      std::uint64_t odd = 0;   // lanes: byte 1 and byte 3 likewise
-      for (std::int64_t sample = chunkStart; sample < chunkEnd; ++sample) {
-        const std::uint64_t upper = loadPair<kNeighbours>(top + offsets[sample]);
-        const std::uint64_t lower = loadPair<kNeighbours>(bottom + offsets[sample]);
-        even += (upper & kEvenBytes) + (lower & kEvenBytes);
-        odd += ((upper >> 8) & kEvenBytes) + ((lower >> 8) & kEvenBytes);
+    for (std::int64_t sampleRow = 0; sampleRow < samplesY; ++sampleRow) {
+      const std::uint8_t* top = rows[2 * sampleRow];
+      const std::uint8_t* bottom = rows[2 * sampleRow + 1];
+      for (std::int64_t chunkStart = 0; chunkStart < samplesX; chunkStart += kSamplesPerChunk) {
+        const std::int64_t chunkEnd = std::min(chunkStart + kSamplesPerChunk, samplesX);
+        std::uint64_t even = 0;  // lanes: byte 0 and byte 2 of the left pixel, then of the right one
+        std::uint64_t odd = 0;   // lanes: byte 1 and byte 3 likewise
+        for (std::int64_t sample = chunkStart; sample < chunkEnd; ++sample) {
+          const std::uint64_t upper = loadPair<kNeighbours>(top + offsets[sample]);
+          const std::uint64_t lower = loadPair<kNeighbours>(bottom + offsets[sample]);
+          even += (upper & kEvenBytes) + (lower & kEvenBytes);
+          odd += ((upper >> 8) & kEvenBytes) + ((lower >> 8) & kEvenBytes);
+        }
+        sum0 += (even & 0xFFFF) + ((even >> 32) & 0xFFFF);
+        sum2 += ((even >> 16) & 0xFFFF) + (even >> 48);
+        sum1 += (odd & 0xFFFF) + ((odd >> 32) & 0xFFFF);
       }
-      sum0 += (even & 0xFFFF) + ((even >> 32) & 0xFFFF);
-      sum2 += ((even >> 16) & 0xFFFF) + (even >> 48);
-      sum1 += (odd & 0xFFFF) + ((odd >> 32) & 0xFFFF);
     }
-    sums[3 * u] += sum0;
-    sums[3 * u + 1] += sum1;
-    sums[3 * u + 2] += sum2;
+    sums[3 * u] = sum0;
+    sums[3 * u + 1] = sum1;
+    sums[3 * u + 2] = sum2;
   }
 }
 
@@ -174,18 +186,30 @@ Frame MemoryFrameScaler::scale(const MappedPicture& picture, const PixelRect& so
   const std::size_t blueSum = isRgb ? 2 : 0;
   const std::size_t redSum = isRgb ? 0 : 2;
 
-  for (std::int64_t v = 0; v < height_; ++v) {
-    std::fill(sums_.begin(), sums_.end(), 0);
+  // The pixel rows of every sample row of output row v, and of the row after.
+  auto rowsOf = [&](std::int64_t v, const std::uint8_t** rows) {
     for (std::int64_t sample = 0; sample < samplesY; ++sample) {
       const std::int64_t row = sampleRows_[static_cast<std::size_t>(v * samplesY + sample)];
-      const std::uint8_t* top = picture.bytes + row * picture.bytesPerRow;
-      const std::uint8_t* bottom = top + secondRow_ * picture.bytesPerRow;
-      if (hasNeighbourColumns_) {
-        addSampleRow<true>(top, bottom, sampleColumnOffsets_.data(), width_, samplesX, sums_.data());
-      } else {
-        addSampleRow<false>(top, bottom, sampleColumnOffsets_.data(), width_, samplesX, sums_.data());
-      }
+      rows[2 * sample] = picture.bytes + row * picture.bytesPerRow;
+      rows[2 * sample + 1] = rows[2 * sample] + secondRow_ * picture.bytesPerRow;
     }
+  };
+  const auto samplesYSize = static_cast<std::size_t>(2 * samplesY);
+  rowPointers_.resize(2 * samplesYSize);
+  const std::uint8_t** rows = rowPointers_.data();
+  const std::uint8_t** nextRows = rowPointers_.data() + samplesYSize;
+  rowsOf(0, rows);
+  for (std::int64_t v = 0; v < height_; ++v) {
+    const bool hasNext = v + 1 < height_;
+    if (hasNext) rowsOf(v + 1, nextRows);
+    if (hasNeighbourColumns_) {
+      sumOutputRow<true>(rows, hasNext ? nextRows : nullptr, samplesY, sampleColumnOffsets_.data(), width_, samplesX,
+                         sums_.data());
+    } else {
+      sumOutputRow<false>(rows, hasNext ? nextRows : nullptr, samplesY, sampleColumnOffsets_.data(), width_,
+                          samplesX, sums_.data());
+    }
+    std::swap(rows, nextRows);
     std::uint8_t* out = frame_.data() + v * width_ * 4;
     for (std::int64_t u = 0; u < width_; ++u) {
       const std::uint64_t* pixelSums = sums_.data() + 3 * u;

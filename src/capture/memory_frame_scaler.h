@@ -88,6 +88,8 @@ class MemoryFrameScaler {
   std::int64_t secondRow_ = 1;  // rows from a sample's first row to its second
   // Per output pixel of the row in progress: sums of bytes 0, 1 and 2.
   std::vector<std::uint64_t> sums_;
+  // The pixel rows the samples of two output rows read.
+  std::vector<const std::uint8_t*> rowPointers_;
 };
 
 }  // namespace tarvelo
