@@ -282,6 +282,18 @@ TEST(MemoryFrameScalerTest, FlatColoursComeOutExactlyInEveryByteOrder) {
   }
 }
 
+TEST(MemoryFrameScalerTest, EverySampleIsATwoByTwoBoxAndTheMeanIsRoundedToNearest) {
+  // One lit pixel in every 2 x 2 tile: any 2 x 2 box holds exactly one, so
+  // every sample is 255 / 4 and so is every output pixel, 63.75, shown as 64.
+  // A sample of one row or one column would see 0 or 127.5 instead.
+  const PaintedPicture picture = paint(3840, 2160, [](std::int64_t x, std::int64_t y, double, double) {
+    return x % 2 == 1 && y % 2 == 1 ? Rgb{255, 255, 255} : Rgb{0, 0, 0};
+  });
+  MemoryFrameScaler scaler(160, 100, 4, 2);
+  EXPECT_TRUE(isFlat(scaler.scale(picture.view(), PixelRect{0, 0, 3840, 2160}), Rgb{64, 64, 64}));
+  EXPECT_TRUE(isFlat(scaler.scale(picture.view(), PixelRect{1, 3, 1919, 1077}), Rgb{64, 64, 64}));
+}
+
 TEST(MemoryFrameScalerTest, RgbOrdersPutRedLastAndBgrOrdersFirst) {
   MemoryFrameScaler scaler(16, 10, 4, 2);
   for (const MemoryPixelOrder order : kOrders) {
@@ -402,6 +414,8 @@ struct Scene {
 
 const Scene kFilmScenes[] = {{"gradient", gradientScene}, {"bars", barsScene},       {"grainy", grainyScene},
                              {"letterbox", letterboxScene}, {"photo", photoScene}};
+
+void PrintTo(const Scene& scene, std::ostream* stream) { *stream << scene.name; }
 
 class MemoryFrameScalerAccuracyTest
     : public ::testing::TestWithParam<std::tuple<Scene, std::int64_t, MemoryPixelOrder>> {};
