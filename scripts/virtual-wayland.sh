@@ -9,6 +9,9 @@
 #                                                    whose path `env` prints)
 #   scripts/virtual-wayland.sh env NAME              print that environment again
 #   scripts/virtual-wayland.sh layout NAME LAYOUT    rearrange the outputs
+#   scripts/virtual-wayland.sh run NAME COMMAND...   run COMMAND as the rig's user in the rig's environment
+#                                                    (the portal serves only callers whose processes it can
+#                                                    inspect, as on a desktop: the user's own programs)
 #   scripts/virtual-wayland.sh stop NAME             stop it
 #
 # Layouts: 4k-over-hd  HEADLESS-1 3840x2160 at 0,0 over HEADLESS-2 1920x1080 at 960,2160 (the default)
@@ -182,6 +185,18 @@ CONF
   print_environment "$name"
 }
 
+run_as_rig_user() {  # name command...
+  local dir
+  dir=$(rig_dir "$1"); shift
+  [ -f "$dir/environment" ] || die "no rig named $(basename "$dir") runs"
+  set -a
+  # shellcheck disable=SC1091
+  . "$dir/environment"
+  set +a
+  exec setpriv --reuid="$rig_user" --regid="$rig_user" --clear-groups \
+    env HOME="$dir/home" XDG_CONFIG_HOME="$dir/config" USER="$rig_user" LOGNAME="$rig_user" "$@"
+}
+
 print_environment() {  # name
   local dir
   dir=$(rig_dir "$1")
@@ -209,6 +224,7 @@ case "${1:-}" in
   env) [ $# -eq 2 ] || die "usage: $0 env NAME"; check_name "$2"; print_environment "$2" ;;
   layout) [ $# -eq 3 ] || die "usage: $0 layout NAME LAYOUT"; check_name "$2"
           [ -f "$(rig_dir "$2")/environment" ] || die "no rig named $2 runs"; apply_layout "$(rig_dir "$2")" "$3" ;;
+  run) [ $# -ge 3 ] || die "usage: $0 run NAME COMMAND..."; check_name "$2"; shift; run_as_rig_user "$@" ;;
   stop) [ $# -eq 2 ] || die "usage: $0 stop NAME"; check_name "$2"; stop "$2" ;;
-  *) die "usage: $0 start|env|layout|stop NAME [LAYOUT]" ;;
+  *) die "usage: $0 start|env|layout|run|stop NAME [LAYOUT | COMMAND...]" ;;
 esac
