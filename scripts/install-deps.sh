@@ -23,6 +23,13 @@ packages=(
   openbox trayer xfce4-panel dbus-daemon xcompmgr x11-utils
   # the Debian package and the checks of what an install puts in place
   dpkg-dev desktop-file-utils appstream lintian
+  # Wayland: the screen-cast portal capture (PipeWire client library), and the headless
+  # two-output Wayland rig its tests run on (scripts/virtual-wayland.sh): sway on the headless
+  # backend, a private session bus, PipeWire with its session manager, the portal and its
+  # wlroots backend, grim for screenshots, swaybg to paint known colours, waybar as tray host
+  libpipewire-0.3-dev
+  sway swaybg grim waybar qt6-wayland dbus
+  pipewire pipewire-bin wireplumber xdg-desktop-portal xdg-desktop-portal-wlr
 )
 
 missing=()

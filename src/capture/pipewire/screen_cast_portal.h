@@ -1,0 +1,46 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace tarvelo {
+
+// A monitor the desktop agreed to share, and the PipeWire connection to read it.
+struct ScreenCastGrant {
+  int pipeWireFd = -1;  // owned by the caller from here on
+  std::uint32_t nodeId = 0;
+  // The monitor's place and size in the desktop, where the compositor reports them.
+  std::optional<std::int64_t> x, y, width, height;
+  std::optional<std::string> restoreToken;  // for the next session; absent when the portal gave none
+};
+
+// One session of the desktop's screen-cast portal (org.freedesktop.portal.ScreenCast),
+// spoken with QtDBus on the session bus: it asks for one monitor, remembered by
+// the desktop (persist mode 2) and restored from `restoreToken` when one is
+// given, and opens the PipeWire remote that carries it.
+//
+// Blocking: each call waits, in an event loop of the calling thread, for the
+// portal's answer; the desktop's share dialog may take as long as the user
+// does. Use it from one thread (a capture queue), never the main thread.
+class ScreenCastPortal {
+ public:
+  ScreenCastPortal();
+  // Closes the session, which ends the share on the desktop's side.
+  ~ScreenCastPortal();
+
+  ScreenCastPortal(const ScreenCastPortal&) = delete;
+  ScreenCastPortal& operator=(const ScreenCastPortal&) = delete;
+
+  // Throws CaptureFailure(captureNotAuthorized) when the user refuses,
+  // CaptureFailure(displayNotFound) when no monitor is shared, and a one-line
+  // std::runtime_error when there is no portal or it fails. Waiting stops with
+  // an error once `cancelled` is set.
+  ScreenCastGrant start(const std::optional<std::string>& restoreToken, const std::atomic<bool>& cancelled);
+
+ private:
+  std::string sessionHandle_;
+};
+
+}  // namespace tarvelo

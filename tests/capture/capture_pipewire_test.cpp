@@ -1,0 +1,301 @@
+// The Wayland capture on the headless rig (scripts/virtual-wayland.sh): the
+// portal shares HEADLESS-1 without asking, the test paints it with sway's
+// background and checks the 160 x 100 frames.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QImage>
+
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "capture/pipewire/pipewire_capture_backend.h"
+#include "capture/pipewire/screen_cast_restore_token.h"
+#include "capture/serial_queue.h"
+
+namespace tarvelo {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string run(const std::string& command) {
+  std::string output;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return output;
+  std::array<char, 512> chunk{};
+  while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) output += chunk.data();
+  const int status = pclose(pipe);
+  if (status != 0) ADD_FAILURE() << command << " failed (" << status << "): " << output;
+  return output;
+}
+
+void rig(const std::string& arguments) {
+  run(std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-wayland.sh " + arguments + " 2>&1");
+}
+
+void sway(const std::string& command) { run("swaymsg '" + command + "' 2>&1"); }
+
+struct Colour {
+  int red, green, blue;
+};
+
+class InMemoryTokens final : public RestoreTokenStore {
+ public:
+  std::optional<std::string> restoreToken() override {
+    const std::lock_guard guard(mutex_);
+    ++reads;
+    return token;
+  }
+  void storeRestoreToken(const std::string& value) override {
+    const std::lock_guard guard(mutex_);
+    token = value;
+    stored.push_back(value);
+  }
+  std::optional<std::string> token;
+  std::vector<std::string> stored;
+  int reads = 0;
+
+ private:
+  std::mutex mutex_;
+};
+
+// Keeps a copy of the newest frame and the stream's end.
+class RecordingDelegate final : public CaptureStreamDelegate {
+ public:
+  void streamDidOutputSampleBuffer(const SampleBuffer& sample) override {
+    if (sample.image == nullptr || sample.image->bytes == nullptr) return;
+    const Frame& frame = *sample.image;
+    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(frame.width * frame.height * 4));
+    for (std::int64_t row = 0; row < frame.height; ++row) {
+      std::copy_n(frame.bytes + row * frame.bytesPerRow, frame.width * 4, pixels.begin() + row * frame.width * 4);
+    }
+    const std::lock_guard guard(mutex_);
+    width_ = frame.width;
+    height_ = frame.height;
+    pixels_ = std::move(pixels);
+    ++frames_;
+    changed_.notify_all();
+  }
+  void streamDidStopWithError(const std::exception& error) override {
+    const std::lock_guard guard(mutex_);
+    stopError_ = error.what();
+    changed_.notify_all();
+  }
+
+  // Waits for a frame whose every pixel inside each of the rectangles is within 3 of its colour.
+  bool waitForPicture(const std::vector<std::pair<std::array<int, 4>, Colour>>& areas,
+                      std::chrono::seconds timeout = 10s) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, timeout, [&] {
+      if (pixels_.empty()) return false;
+      for (const auto& [rect, colour] : areas) {
+        for (int y = rect[1]; y < rect[1] + rect[3]; ++y) {
+          for (int x = rect[0]; x < rect[0] + rect[2]; ++x) {
+            const std::uint8_t* pixel = &pixels_[static_cast<std::size_t>((y * width_ + x) * 4)];
+            if (std::abs(pixel[2] - colour.red) > 3 || std::abs(pixel[1] - colour.green) > 3 ||
+                std::abs(pixel[0] - colour.blue) > 3 || pixel[3] != 255) {
+              return false;
+            }
+          }
+        }
+      }
+      return true;
+    });
+  }
+  std::optional<std::string> waitForStop(std::chrono::seconds timeout) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, timeout, [&] { return stopError_.has_value(); });
+    return stopError_;
+  }
+  int frames() {
+    const std::lock_guard guard(mutex_);
+    return frames_;
+  }
+  std::pair<std::int64_t, std::int64_t> size() {
+    const std::lock_guard guard(mutex_);
+    return {width_, height_};
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::uint8_t> pixels_;
+  std::int64_t width_ = 0, height_ = 0;
+  int frames_ = 0;
+  std::optional<std::string> stopError_;
+};
+
+StreamConfiguration smallFrames() {
+  StreamConfiguration configuration;
+  configuration.width = 160;
+  configuration.height = 100;
+  configuration.minimumFrameInterval = FrameInterval{1, 30};
+  configuration.pixelFormat = kPixelFormatBGRA;
+  configuration.showsCursor = false;
+  configuration.queueDepth = 3;
+  return configuration;
+}
+
+std::exception_ptr startAndWait(CaptureStream& stream) {
+  std::promise<std::exception_ptr> started;
+  stream.startCapture([&](std::exception_ptr error) { started.set_value(error); });
+  auto result = started.get_future();
+  if (result.wait_for(60s) != std::future_status::ready) {
+    return std::make_exception_ptr(std::runtime_error("the start never completed"));
+  }
+  return result.get();
+}
+
+std::string describe(std::exception_ptr error) {
+  try {
+    if (error) std::rethrow_exception(error);
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "no error";
+}
+
+const std::array<int, 4> kWholeFrame{0, 0, 160, 100};
+
+class PipeWireCaptureTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    rig("layout " TARVELO_TEST_WAYLAND_RIG " 4k-over-hd");
+    sway("output HEADLESS-1 bg #000000 solid_color; output HEADLESS-2 bg #000000 solid_color");
+  }
+
+  std::shared_ptr<InMemoryTokens> tokens_ = std::make_shared<InMemoryTokens>();
+  PipeWireCaptureBackend backend_{[] { return std::vector<DisplayId>{1, 2}; }, tokens_};
+  std::shared_ptr<SerialQueue> queue_ = std::make_shared<SerialQueue>("com.tarvelo.capture");
+  RecordingDelegate delegate_;
+};
+
+TEST_F(PipeWireCaptureTest, FramesShowTheColoursPaintedOnTheSharedOutputAfterTheStart) {
+  auto stream = backend_.makeStream(1, smallFrames(), delegate_);
+  stream->addStreamOutput(queue_);
+  ASSERT_EQ(describe(startAndWait(*stream)), "no error");
+
+  // The light screen's colour must never show: only HEADLESS-1 is shared.
+  sway("output HEADLESS-2 bg #22cc55 solid_color; output HEADLESS-1 bg #cc2233 solid_color");
+  EXPECT_TRUE(delegate_.waitForPicture({{kWholeFrame, {0xcc, 0x22, 0x33}}})) << delegate_.frames() << " frames";
+  EXPECT_EQ(delegate_.size(), (std::pair<std::int64_t, std::int64_t>{160, 100}));
+
+  // Four quadrants: channel order and orientation. The frame's pixels at a
+  // quadrant border average both sides, so only the inner parts are checked.
+  const std::filesystem::path directory = std::filesystem::temp_directory_path() / ("tarvelo-wayland-test-" + std::to_string(getpid()));
+  std::filesystem::create_directories(directory);
+  std::filesystem::permissions(directory, std::filesystem::perms(0755));
+  QImage quadrants(384, 216, QImage::Format_RGB32);
+  for (int y = 0; y < 216; ++y) {
+    for (int x = 0; x < 384; ++x) {
+      const QRgb colour = y < 108 ? (x < 192 ? qRgb(255, 0, 0) : qRgb(0, 255, 0))
+                                  : (x < 192 ? qRgb(0, 0, 255) : qRgb(250, 240, 10));
+      quadrants.setPixel(x, y, colour);
+    }
+  }
+  const std::string picture = (directory / "quadrants.png").string();
+  ASSERT_TRUE(quadrants.save(QString::fromStdString(picture)));
+  std::filesystem::permissions(picture, std::filesystem::perms(0644));
+  sway("output HEADLESS-1 bg " + picture + " stretch");
+  EXPECT_TRUE(delegate_.waitForPicture({{{2, 2, 76, 46}, {255, 0, 0}},
+                                        {{82, 2, 76, 46}, {0, 255, 0}},
+                                        {{2, 52, 76, 46}, {0, 0, 255}},
+                                        {{82, 52, 76, 46}, {250, 240, 10}}}))
+      << delegate_.frames() << " frames";
+  stream.reset();
+  std::filesystem::remove_all(directory);
+}
+
+TEST_F(PipeWireCaptureTest, ASecondStartAsksWithTheRestoreTokenOfTheFirst) {
+  {
+    auto first = backend_.makeStream(1, smallFrames(), delegate_);
+    first->addStreamOutput(queue_);
+    ASSERT_EQ(describe(startAndWait(*first)), "no error");
+  }
+  ASSERT_EQ(tokens_->stored.size(), 1u) << "the portal handed out no restore token";
+  const std::string firstToken = tokens_->stored.front();
+  EXPECT_FALSE(firstToken.empty());
+
+  // The rig's portal backend notes each share it restores from a token's data.
+  const auto restoredShares = [] {
+    const std::string log = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/../portal-wlr.log";
+    return run("grep -c 'restore data available' " + log + " || true");
+  };
+  const std::string restoredBefore = restoredShares();
+
+  RecordingDelegate second;
+  auto stream = backend_.makeStream(1, smallFrames(), second);
+  stream->addStreamOutput(queue_);
+  ASSERT_EQ(describe(startAndWait(*stream)), "no error");
+  EXPECT_EQ(tokens_->reads, 2);
+  ASSERT_EQ(tokens_->stored.size(), 2u);
+  EXPECT_EQ(std::stoi(restoredShares()), std::stoi(restoredBefore) + 1) << "the first grant's token was not used";
+  sway("output HEADLESS-1 bg #3060f0 solid_color");
+  EXPECT_TRUE(second.waitForPicture({{kWholeFrame, {0x30, 0x60, 0xf0}}}));
+}
+
+TEST_F(PipeWireCaptureTest, NoFrameReachesTheDelegateAfterStopCapture) {
+  auto stream = backend_.makeStream(1, smallFrames(), delegate_);
+  stream->addStreamOutput(queue_);
+  ASSERT_EQ(describe(startAndWait(*stream)), "no error");
+  sway("output HEADLESS-1 bg #808080 solid_color");
+  ASSERT_TRUE(delegate_.waitForPicture({{kWholeFrame, {0x80, 0x80, 0x80}}}));
+
+  stream->stopCapture();
+  queue_->waitUntilIdle();
+  const int framesAtStop = delegate_.frames();
+  sway("output HEADLESS-1 bg #ffffff solid_color");
+  std::this_thread::sleep_for(1s);
+  queue_->waitUntilIdle();
+  EXPECT_EQ(delegate_.frames(), framesAtStop);
+  EXPECT_FALSE(delegate_.waitForStop(0s).has_value()) << "a stop the owner asked for is not reported";
+}
+
+}  // namespace
+}  // namespace tarvelo
+
+// The rig's environment (bus, runtime directory, Wayland and sway sockets), then
+// a Qt application for QtDBus, then the tests.
+int main(int argc, char** argv) {
+  // The portal serves only callers whose processes it can inspect, as the
+  // user's own programs are on a desktop; as root, the test runs itself again
+  // as the rig's user. Listing the tests needs no rig.
+  const bool isListing = argc > 1 && std::string(argv[1]).rfind("--gtest_list_tests", 0) == 0;
+  if (getuid() == 0 && !isListing) {
+    std::vector<char*> command{const_cast<char*>(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh"),
+                               const_cast<char*>("run"), const_cast<char*>(TARVELO_TEST_WAYLAND_RIG)};
+    for (int i = 0; i < argc; ++i) command.push_back(argv[i]);
+    command.push_back(nullptr);
+    execv(command[0], command.data());
+    std::perror("virtual-wayland.sh run");
+    return 1;
+  }
+  FILE* pipe = popen(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh env " TARVELO_TEST_WAYLAND_RIG, "r");
+  if (pipe != nullptr) {
+    std::array<char, 1024> line{};
+    while (fgets(line.data(), line.size(), pipe) != nullptr) {
+      std::string text(line.data());
+      if (text.rfind("export ", 0) != 0) continue;
+      text = text.substr(7);
+      while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+      const auto equals = text.find('=');
+      if (equals != std::string::npos) setenv(text.substr(0, equals).c_str(), text.substr(equals + 1).c_str(), 1);
+    }
+    pclose(pipe);
+  }
+  QCoreApplication application(argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
