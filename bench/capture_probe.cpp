@@ -40,9 +40,9 @@
 #include "capture/picture_window.h"
 #include "capture/screen_capture_service.h"
 #include "capture/still_picture.h"
-#include "capture/x11_capture_backend.h"
-#include "capture/x11_connection.h"
-#include "capture/x11_outputs.h"
+#include "capture/x11/x11_capture_backend.h"
+#include "capture/x11/x11_connection.h"
+#include "capture/x11/x11_outputs.h"
 #include "screen_timecode.h"
 
 namespace {

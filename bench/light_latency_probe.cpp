@@ -29,8 +29,8 @@
 #include <thread>
 #include <vector>
 
-#include "capture/x11_connection.h"
-#include "capture/x11_outputs.h"
+#include "capture/x11/x11_connection.h"
+#include "capture/x11/x11_outputs.h"
 
 namespace {
 

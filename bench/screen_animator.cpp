@@ -18,8 +18,8 @@
 #include <optional>
 #include <string>
 
-#include "capture/x11_connection.h"
-#include "capture/x11_outputs.h"
+#include "capture/x11/x11_connection.h"
+#include "capture/x11/x11_outputs.h"
 #include "screen_timecode.h"
 
 namespace {

@@ -13,12 +13,12 @@
 #include "app/qt_main_queue.h"
 #include "app/qt_settings_window_host.h"
 #include "app/qt_url_opener.h"
-#include "app/x11_key_monitors.h"
+#include "app/x11/x11_key_monitors.h"
 #include "app/xdg_login_items.h"
-#include "capture/x11_capture_backend.h"
-#include "displays/qt_screen_list.h"
-#include "displays/x11_display_source.h"
-#include "output/x11_output_platform.h"
+#include "capture/x11/x11_capture_backend.h"
+#include "displays/x11/qt_screen_list.h"
+#include "displays/x11/x11_display_source.h"
+#include "output/x11/x11_output_platform.h"
 #include "ui/view_engine.h"
 
 namespace tarvelo {

@@ -9,7 +9,7 @@
 #include "app/command_line.h"
 #include "app/single_instance.h"
 #include "app/tarvelo_app.h"
-#include "displays/x11_display_source.h"
+#include "displays/x11/x11_display_source.h"
 #include "ui/ui_resources.h"
 
 int main(int argc, char** argv) {

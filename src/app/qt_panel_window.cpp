@@ -10,7 +10,7 @@
 #include "app/app_state.h"
 #include "app/panel_placement.h"
 #include "app/qml_view_loading.h"
-#include "output/x11_window_hints.h"
+#include "output/x11/x11_window_hints.h"
 
 namespace tarvelo {
 

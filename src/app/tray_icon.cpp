@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "app/app_state.h"
-#include "output/x11_window_hints.h"
+#include "output/x11/x11_window_hints.h"
 #include "ui/ui_resources.h"
 
 namespace tarvelo {

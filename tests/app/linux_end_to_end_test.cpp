@@ -14,7 +14,7 @@
 
 #include "app/app_state.h"
 #include "app/linux_platform.h"
-#include "displays/x11_display_source.h"
+#include "displays/x11/x11_display_source.h"
 #include "end_to_end_support.h"
 #include "output/ambient_gradient_model.h"
 #include "pipeline/color_processing_engine.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "app/x11_key_monitors.h"
+#include "app/x11/x11_key_monitors.h"
 #include "key_event_assertions.h"
 
 namespace tarvelo::testing {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "app/key_handler.h"
-#include "app/x11_key_mapping.h"
+#include "app/x11/x11_key_mapping.h"
 #include "app_test_support.h"
 #include "key_event_assertions.h"
 

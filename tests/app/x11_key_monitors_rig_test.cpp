@@ -20,7 +20,7 @@
 #include <tuple>
 #include <vector>
 
-#include "app/x11_key_monitors.h"
+#include "app/x11/x11_key_monitors.h"
 #include "key_event_assertions.h"
 #include "x11_rig_application.h"
 

@@ -29,7 +29,7 @@
 #include "capture/picture_window.h"
 #include "capture/screen_capture_service.h"
 #include "capture/still_picture.h"
-#include "capture/x11_capture_backend.h"
+#include "capture/x11/x11_capture_backend.h"
 
 namespace tarvelo {
 namespace {

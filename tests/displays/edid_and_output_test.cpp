@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "displays/x11_display_source.h"
+#include "displays/x11/x11_display_source.h"
 
 namespace tarvelo {
 namespace {

@@ -1,4 +1,4 @@
-#include "displays/qt_screen_list.h"
+#include "displays/x11/qt_screen_list.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "displays/gui_application.h"
-#include "displays/x11_display_source.h"
+#include "displays/x11/x11_display_source.h"
 #include "displays/x11_rig.h"
 
 namespace tarvelo {

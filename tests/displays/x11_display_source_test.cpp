@@ -1,4 +1,4 @@
-#include "displays/x11_display_source.h"
+#include "displays/x11/x11_display_source.h"
 
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>

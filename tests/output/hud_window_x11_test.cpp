@@ -11,8 +11,8 @@
 
 #include "app/app_state.h"
 #include "app/app_test_support.h"
-#include "output/qt_hud_window.h"
-#include "output/x11_output_platform.h"
+#include "output/x11/qt_hud_window.h"
+#include "output/x11/x11_output_platform.h"
 #include "ui/view_engine.h"
 #include "output/x11_output_rig.h"
 

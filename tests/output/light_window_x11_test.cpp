@@ -7,8 +7,8 @@
 
 #include "output/ambient_gradient_view.h"
 #include "output/click_recorder_window.h"
-#include "output/qt_light_window.h"
-#include "output/x11_output_platform.h"
+#include "output/x11/qt_light_window.h"
+#include "output/x11/x11_output_platform.h"
 #include "ui/view_engine.h"
 #include "output/x11_output_rig.h"
 #include "pipeline/zone_color.h"

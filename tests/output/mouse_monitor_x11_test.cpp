@@ -14,9 +14,9 @@
 #include "app/app_test_support.h"
 #include "app/qt_main_queue.h"
 #include "output/ambient_light_window.h"
-#include "output/qt_hud_window.h"
-#include "output/x11_mouse_monitor.h"
-#include "output/x11_output_platform.h"
+#include "output/x11/qt_hud_window.h"
+#include "output/x11/x11_mouse_monitor.h"
+#include "output/x11/x11_output_platform.h"
 #include "ui/view_engine.h"
 #include "output/x11_output_rig.h"
 

@@ -8,9 +8,9 @@
 #include <memory>
 #include <stdexcept>
 
-#include "displays/qt_screen_list.h"
-#include "displays/x11_display_source.h"
-#include "support/xcb_reply.h"
+#include "displays/x11/qt_screen_list.h"
+#include "displays/x11/x11_display_source.h"
+#include "support/x11/xcb_reply.h"
 
 namespace tarvelo::testing {
 

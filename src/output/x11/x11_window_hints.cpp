@@ -1,4 +1,4 @@
-#include "output/x11_window_hints.h"
+#include "output/x11/x11_window_hints.h"
 
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "support/xcb_reply.h"
+#include "support/x11/xcb_reply.h"
 
 namespace tarvelo {
 

@@ -1,4 +1,4 @@
-#include "capture/x11_shm_segment.h"
+#include "capture/x11/x11_shm_segment.h"
 
 #include <sys/ipc.h>
 #include <sys/shm.h>

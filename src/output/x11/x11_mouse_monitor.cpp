@@ -1,4 +1,4 @@
-#include "output/x11_mouse_monitor.h"
+#include "output/x11/x11_mouse_monitor.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "support/xcb_reply.h"
+#include "support/x11/xcb_reply.h"
 
 namespace tarvelo {
 

@@ -1,4 +1,4 @@
-#include "output/qt_light_window.h"
+#include "output/x11/qt_light_window.h"
 
 #include <QQuickItem>
 #include <QRect>
@@ -6,7 +6,7 @@
 
 #include "output/ambient_gradient_view.h"
 #include "output/qt_geometry.h"
-#include "output/x11_window_hints.h"
+#include "output/x11/x11_window_hints.h"
 
 namespace tarvelo {
 

@@ -1,4 +1,4 @@
-#include "output/qt_hud_window.h"
+#include "output/x11/qt_hud_window.h"
 
 #include <QGuiApplication>
 #include <QQmlEngine>
@@ -12,7 +12,7 @@
 #include "app/app_state.h"
 #include "output/capsule_region.h"
 #include "output/qt_geometry.h"
-#include "output/x11_window_hints.h"
+#include "output/x11/x11_window_hints.h"
 #include "support/fatal_error.h"
 #include "ui/ui_resources.h"
 

@@ -1,4 +1,4 @@
-#include "app/x11_key_monitors.h"
+#include "app/x11/x11_key_monitors.h"
 
 #include <QEvent>
 #include <QGuiApplication>
@@ -7,8 +7,8 @@
 
 #include <utility>
 
-#include "app/x11_key_mapping.h"
-#include "app/x11_shortcut_grab.h"
+#include "app/x11/x11_key_mapping.h"
+#include "app/x11/x11_shortcut_grab.h"
 
 namespace tarvelo {
 

@@ -1,4 +1,4 @@
-#include "app/x11_shortcut_grab.h"
+#include "app/x11/x11_shortcut_grab.h"
 
 #include <poll.h>
 #include <pthread.h>
@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "support/xcb_reply.h"
+#include "support/x11/xcb_reply.h"
 
 namespace tarvelo {
 

@@ -1,4 +1,4 @@
-#include "output/x11_output_platform.h"
+#include "output/x11/x11_output_platform.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "output/ambient_gradient_view.h"
-#include "output/qt_hud_window.h"
-#include "output/qt_light_window.h"
-#include "output/x11_mouse_monitor.h"
+#include "output/x11/qt_hud_window.h"
+#include "output/x11/qt_light_window.h"
+#include "output/x11/x11_mouse_monitor.h"
 
 namespace tarvelo {
 

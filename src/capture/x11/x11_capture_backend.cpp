@@ -1,4 +1,4 @@
-#include "capture/x11_capture_backend.h"
+#include "capture/x11/x11_capture_backend.h"
 
 #include <exception>
 #include <stdexcept>
@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "capture/serial_queue.h"
-#include "capture/x11_connection.h"
-#include "capture/x11_outputs.h"
+#include "capture/x11/x11_connection.h"
+#include "capture/x11/x11_outputs.h"
 
 namespace tarvelo {
 

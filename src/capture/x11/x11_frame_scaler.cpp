@@ -1,4 +1,4 @@
-#include "capture/x11_frame_scaler.h"
+#include "capture/x11/x11_frame_scaler.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "support/checked_arithmetic.h"
-#include "support/xcb_reply.h"
+#include "support/x11/xcb_reply.h"
 
 namespace tarvelo {
 

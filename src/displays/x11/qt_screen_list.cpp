@@ -1,4 +1,4 @@
-#include "displays/qt_screen_list.h"
+#include "displays/x11/qt_screen_list.h"
 
 #include <QGuiApplication>
 #include <QRect>
@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "displays/x11_display_source.h"
+#include "displays/x11/x11_display_source.h"
 
 namespace tarvelo {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "app/app_platform.h"
-#include "app/x11_key_mapping.h"
+#include "app/x11/x11_key_mapping.h"
 
 struct xcb_connection_t;
 

@@ -1,4 +1,4 @@
-#include "capture/x11_connection.h"
+#include "capture/x11/x11_connection.h"
 
 #include <xcb/damage.h>
 #include <xcb/randr.h>
@@ -9,7 +9,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "support/xcb_reply.h"
+#include "support/x11/xcb_reply.h"
 
 namespace tarvelo {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "capture/capture_stream.h"
-#include "capture/x11_capture_stream.h"
+#include "capture/x11/x11_capture_stream.h"
 
 namespace tarvelo {
 

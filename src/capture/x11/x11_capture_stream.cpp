@@ -1,4 +1,4 @@
-#include "capture/x11_capture_stream.h"
+#include "capture/x11/x11_capture_stream.h"
 
 #include <atomic>
 #include <stdexcept>
@@ -7,8 +7,8 @@
 #include "capture/capture_error.h"
 #include "capture/minimum_interval.h"
 #include "capture/serial_queue.h"
-#include "capture/x11_frame_scaler.h"
-#include "capture/x11_screen_watcher.h"
+#include "capture/x11/x11_frame_scaler.h"
+#include "capture/x11/x11_screen_watcher.h"
 #include "support/change_pacer.h"
 
 namespace tarvelo {

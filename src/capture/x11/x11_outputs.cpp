@@ -1,4 +1,4 @@
-#include "capture/x11_outputs.h"
+#include "capture/x11/x11_outputs.h"
 
 #include <xcb/randr.h>
 
@@ -6,7 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "support/xcb_reply.h"
+#include "support/x11/xcb_reply.h"
 
 namespace tarvelo {
 

@@ -1,4 +1,4 @@
-#include "app/x11_key_mapping.h"
+#include "app/x11/x11_key_mapping.h"
 
 #include <array>
 

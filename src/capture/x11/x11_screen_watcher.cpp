@@ -1,4 +1,4 @@
-#include "capture/x11_screen_watcher.h"
+#include "capture/x11/x11_screen_watcher.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -12,7 +12,7 @@
 #include <ctime>
 #include <stdexcept>
 
-#include "capture/x11_outputs.h"
+#include "capture/x11/x11_outputs.h"
 
 namespace tarvelo {
 

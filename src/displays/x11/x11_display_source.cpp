@@ -1,4 +1,4 @@
-#include "displays/x11_display_source.h"
+#include "displays/x11/x11_display_source.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -15,7 +15,7 @@
 #include <system_error>
 #include <utility>
 
-#include "support/xcb_reply.h"
+#include "support/x11/xcb_reply.h"
 
 namespace tarvelo {
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "capture/pixel_rect.h"
-#include "capture/x11_connection.h"
+#include "capture/x11/x11_connection.h"
 #include "displays/display_info.h"
 
 namespace tarvelo {
