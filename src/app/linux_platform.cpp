@@ -33,7 +33,7 @@ struct LinuxPlatform::Parts {
   ui::ViewEngine views;
   QSettingsStore settings;
   X11DisplaySource displaySource;
-  QtScreenList screens{displaySource};
+  QtScreenList screens{[this](const std::string& name) { return displaySource.outputIdForName(name); }};
   X11CaptureBackend capture;
   X11OutputPlatform output{views, [this](const std::string& name) { return displaySource.outputIdForName(name); }};
   X11KeyMonitors keys;

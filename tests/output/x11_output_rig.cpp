@@ -24,7 +24,7 @@ X11DisplaySource& rigDisplays() {
 }
 
 Screen screenAtY(double y) {
-  QtScreenList list(rigDisplays());
+  QtScreenList list([](const std::string& outputName) { return rigDisplays().outputIdForName(outputName); });
   for (const Screen& screen : list.screens()) {
     if (screen.frame.y == y) return screen;
   }
