@@ -244,7 +244,8 @@ TEST_F(WaylandDisplaySourceTest, AnUnregisteredHandlerHearsNothingMore) {
   source.setReconfigurationHandler({});
   applyLayout("stacked");
   ASSERT_TRUE(processEventsUntil([&] {
-    const OnlineDisplay* top = find(source.onlineDisplays(), connectorId("HEADLESS-1"));
+    const auto displays = source.onlineDisplays();
+    const OnlineDisplay* top = find(displays, connectorId("HEADLESS-1"));
     return top != nullptr && top->bounds == DisplayRect{0, 0, 1920, 1080};
   }));
   EXPECT_EQ(calls, 0);
