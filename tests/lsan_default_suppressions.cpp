@@ -11,5 +11,8 @@ extern "C" const char* __lsan_default_suppressions() {
       // fontconfig's configuration, read once by Qt's font database.
       "leak:libfontconfig.so\n"
       // Mesa's software OpenGL driver.
-      "leak:swrast_dri.so\n";
+      "leak:swrast_dri.so\n"
+      // Qt's wayland platform leaves some of its protocol objects to the
+      // Wayland client library when the connection closes at exit.
+      "leak:libwayland-client.so\n";
 }

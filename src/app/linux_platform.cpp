@@ -16,7 +16,7 @@
 #include "app/x11/x11_key_monitors.h"
 #include "app/xdg_login_items.h"
 #include "capture/x11/x11_capture_backend.h"
-#include "displays/x11/qt_screen_list.h"
+#include "displays/qt_screen_list.h"
 #include "displays/x11/x11_display_source.h"
 #include "output/x11/x11_output_platform.h"
 #include "ui/view_engine.h"
@@ -33,7 +33,7 @@ struct LinuxPlatform::Parts {
   ui::ViewEngine views;
   QSettingsStore settings;
   X11DisplaySource displaySource;
-  QtScreenList screens{displaySource};
+  QtScreenList screens{[this](const std::string& name) { return displaySource.outputIdForName(name); }};
   X11CaptureBackend capture;
   X11OutputPlatform output{views, [this](const std::string& name) { return displaySource.outputIdForName(name); }};
   X11KeyMonitors keys;

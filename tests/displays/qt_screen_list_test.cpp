@@ -1,4 +1,4 @@
-#include "displays/x11/qt_screen_list.h"
+#include "displays/qt_screen_list.h"
 
 #include <gtest/gtest.h>
 
@@ -40,6 +40,10 @@ bool awaitScreenCount(qsizetype count) {
   return true;
 }
 
+QtScreenList::OutputIdForName outputIdsOf(X11DisplaySource& source) {
+  return [&source](const std::string& outputName) { return source.outputIdForName(outputName); };
+}
+
 class QtScreenListTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -54,7 +58,7 @@ class QtScreenListTest : public ::testing::Test {
 
 TEST_F(QtScreenListTest, ScreensCarryTheIdsOfTheirRandrOutputs) {
   X11DisplaySource source(rigDisplay());
-  QtScreenList list(source);
+  QtScreenList list(outputIdsOf(source));
   const std::vector<Screen> screens = list.screens();
   ASSERT_EQ(screens.size(), 2U);
 
@@ -66,7 +70,7 @@ TEST_F(QtScreenListTest, ScreensCarryTheIdsOfTheirRandrOutputs) {
 
 TEST_F(QtScreenListTest, AScreenWithoutAModelIsCalledByItsOutputName) {
   X11DisplaySource source(rigDisplay());
-  QtScreenList list(source);
+  QtScreenList list(outputIdsOf(source));
   // The dummy outputs have no EDID, so Qt knows no model for them.
   ASSERT_TRUE(QGuiApplication::screens()[0]->model().isEmpty());
   const std::vector<Screen> screens = list.screens();
@@ -93,7 +97,7 @@ TEST_F(QtScreenListTest, ScreensAreMatchedByTheirOutputNames) {
 TEST_F(QtScreenListTest, AnUnpluggedOutputTakesItsScreenAlong) {
   StackedLayoutRestorer restorer;
   X11DisplaySource source(rigDisplay());
-  QtScreenList list(source);
+  QtScreenList list(outputIdsOf(source));
 
   ASSERT_TRUE(applyRigLayout("single"));
   ASSERT_TRUE(awaitScreenCount(1));

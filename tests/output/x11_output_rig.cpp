@@ -8,7 +8,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "displays/x11/qt_screen_list.h"
+#include "displays/qt_screen_list.h"
 #include "displays/x11/x11_display_source.h"
 #include "support/x11/xcb_reply.h"
 
@@ -24,7 +24,7 @@ X11DisplaySource& rigDisplays() {
 }
 
 Screen screenAtY(double y) {
-  QtScreenList list(rigDisplays());
+  QtScreenList list([](const std::string& outputName) { return rigDisplays().outputIdForName(outputName); });
   for (const Screen& screen : list.screens()) {
     if (screen.frame.y == y) return screen;
   }

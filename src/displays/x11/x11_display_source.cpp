@@ -235,14 +235,6 @@ std::optional<std::string> edidProductName(std::span<const std::uint8_t> edid) {
   return std::nullopt;
 }
 
-bool isBuiltinOutput(std::string_view outputName, bool connectorTypeIsPanel) {
-  if (connectorTypeIsPanel) return true;
-  for (const std::string_view panelPrefix : {"eDP", "LVDS", "DSI"}) {
-    if (outputName.starts_with(panelPrefix)) return true;
-  }
-  return false;
-}
-
 X11DisplaySource::X11DisplaySource(const std::optional<std::string>& displayName) {
   OpenedConnection queries = connectTo(displayName);
   const std::optional<RandrVersion> version = findRandr(queries.connection.get());

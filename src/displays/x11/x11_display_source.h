@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "displays/display_identity.h"
 #include "displays/display_source.h"
 
 struct xcb_connection_t;
@@ -21,10 +22,6 @@ namespace tarvelo {
 // surrounding blanks. Absent when the block is short, is not an EDID, or carries
 // no such descriptor (or an empty one).
 std::optional<std::string> edidProductName(std::span<const std::uint8_t> edid);
-
-// Whether an output drives the machine's own panel: its RandR connector type is
-// "Panel", or, for drivers that publish no connector type, its name says so.
-bool isBuiltinOutput(std::string_view outputName, bool connectorTypeIsPanel);
 
 // The displays of an X server, one per active RandR output (connected, driven by
 // a CRTC with a mode). Display ids are RandR output ids.

@@ -1,0 +1,300 @@
+// The Wayland display source on the headless rig (scripts/virtual-wayland.sh):
+// HEADLESS-1 (3840 x 2160 at 0,0) over HEADLESS-2 (1920 x 1080 at 960,2160),
+// seen through Qt's wayland platform as the rig's own user.
+#include "displays/wayland/wayland_display_source.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QScreen>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "displays/display_arrangement.h"
+#include "displays/display_identity.h"
+#include "displays/display_manager.h"
+#include "fakes/fake_main_queue.h"
+
+namespace tarvelo {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::FakeMainQueue;
+
+// Long enough for a loaded machine; the compositor normally answers at once.
+constexpr auto kChangeTimeout = 30s;
+
+const DisplayRect kTop4k{0, 0, 3840, 2160};
+const DisplayRect kBottomHd{960, 2160, 1920, 1080};
+
+DisplayId connectorId(const std::string& name) { return *stableDisplayId(DisplayIdentity{name, "", "", ""}); }
+
+std::string run(const std::string& command) {
+  std::string output;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return output;
+  std::array<char, 512> chunk{};
+  while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) output += chunk.data();
+  const int status = pclose(pipe);
+  if (status != 0) ADD_FAILURE() << command << " failed (" << status << "): " << output;
+  return output;
+}
+
+void applyLayout(const std::string& layout) {
+  run(std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-wayland.sh layout " TARVELO_TEST_WAYLAND_RIG " " + layout +
+      " 2>&1");
+}
+
+// Lets Qt read the compositor's events until `done` holds; false on timeout.
+bool processEventsUntil(const std::function<bool()>& done) {
+  const auto deadline = std::chrono::steady_clock::now() + kChangeTimeout;
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+  }
+  return true;
+}
+
+// Whether the compositor still drives `output`, by its own account.
+bool compositorDrives(const std::string& output) {
+  const QJsonDocument outputs = QJsonDocument::fromJson(QByteArray::fromStdString(run("swaymsg -t get_outputs")));
+  for (const QJsonValue entry : outputs.array()) {
+    const QJsonObject object = entry.toObject();
+    if (object.value("name").toString().toStdString() == output) return object.value("active").toBool();
+  }
+  return false;
+}
+
+// Switches the lower output off; false when the compositor would not.
+// wlroots' headless backend (0.15, under sway 1.7) refuses to disable an
+// output, whatever sway answers: there no unplug can be staged.
+bool unplugLowerOutput() {
+  applyLayout("bottom-off");
+  return !compositorDrives("HEADLESS-2");
+}
+
+constexpr const char* kCannotUnplug =
+    "the compositor cannot switch HEADLESS-2 off (its headless backend refuses to disable an output), so no unplug "
+    "can be staged here";
+
+const OnlineDisplay* find(const std::vector<OnlineDisplay>& displays, DisplayId id) {
+  for (const OnlineDisplay& display : displays) {
+    if (display.id == id) return &display;
+  }
+  return nullptr;
+}
+
+// Each test leaves the rig as it found it, the default layout, even when it fails.
+class WaylandDisplaySourceTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    applyLayout("4k-over-hd");
+    processEventsUntil([this] {
+      const auto displays = source.onlineDisplays();
+      const OnlineDisplay* bottom = find(displays, connectorId("HEADLESS-2"));
+      return displays.size() == 2 && bottom != nullptr && bottom->bounds == kBottomHd;
+    });
+  }
+
+  void recordNotices() {
+    source.setReconfigurationHandler([this](DisplayId display, std::uint32_t flags) {
+      noticed.push_back(display);
+      noticeFlags.push_back(flags);
+    });
+  }
+
+  WaylandDisplaySource source;
+  std::vector<DisplayId> noticed;
+  std::vector<std::uint32_t> noticeFlags;
+};
+
+TEST_F(WaylandDisplaySourceTest, TheRigsTwoOutputsAreTwoDisplaysWithTheirGeometryAndConnectorIds) {
+  const std::vector<OnlineDisplay> displays = source.onlineDisplays();
+  ASSERT_EQ(displays.size(), 2U);
+
+  // In Qt's order of screens, each with its own output's id.
+  const QList<QScreen*> screens = QGuiApplication::screens();
+  ASSERT_EQ(screens.size(), 2);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(displays[static_cast<std::size_t>(i)].id, connectorId(screens[i]->name().toStdString()));
+  }
+
+  const OnlineDisplay* top = find(displays, connectorId("HEADLESS-1"));
+  const OnlineDisplay* bottom = find(displays, connectorId("HEADLESS-2"));
+  ASSERT_NE(top, nullptr);
+  ASSERT_NE(bottom, nullptr);
+  EXPECT_EQ(top->bounds, kTop4k);
+  EXPECT_EQ(top->pixelWidth, 3840);
+  EXPECT_EQ(top->pixelHeight, 2160);
+  EXPECT_FALSE(top->isBuiltin);
+  EXPECT_EQ(bottom->bounds, kBottomHd);
+  EXPECT_EQ(bottom->pixelWidth, 1920);
+  EXPECT_EQ(bottom->pixelHeight, 1080);
+  EXPECT_FALSE(bottom->isBuiltin);
+}
+
+TEST_F(WaylandDisplaySourceTest, TheManagerNamesThemByTheirModelAndFindsTheArrangement) {
+  FakeMainQueue mainQueue;
+  DisplayManager manager(source, mainQueue);
+  const std::vector<DisplayInfo> displays = manager.discoverDisplays();
+  ASSERT_EQ(displays.size(), 2U);
+  const QList<QScreen*> screens = QGuiApplication::screens();
+  ASSERT_EQ(screens.size(), 2);
+  for (std::size_t i = 0; i < displays.size(); ++i) {
+    const std::string model = screens[static_cast<int>(i)]->model().toStdString();
+    EXPECT_EQ(displays[i].name, model.empty() ? "External Display" : model);
+  }
+  const std::optional<DisplayArrangement> arrangement = detectArrangement(displays);
+  ASSERT_TRUE(arrangement.has_value());
+  EXPECT_EQ(arrangement->top.id, connectorId("HEADLESS-1"));
+  EXPECT_EQ(arrangement->bottom.id, connectorId("HEADLESS-2"));
+  EXPECT_DOUBLE_EQ(arrangement->xOverlapStart, 0.25);
+  EXPECT_DOUBLE_EQ(arrangement->xOverlapEnd, 0.75);
+}
+
+TEST_F(WaylandDisplaySourceTest, ASecondProcessGivesTheDisplaysTheSameIds) {
+  std::ostringstream expected;
+  for (const OnlineDisplay& display : source.onlineDisplays()) expected << display.id << "\n";
+  const std::string secondRun = run("/proc/" + std::to_string(getpid()) + "/exe --print-display-ids 2>/dev/null");
+  EXPECT_EQ(secondRun, expected.str());
+  EXPECT_NE(secondRun, "");
+}
+
+TEST_F(WaylandDisplaySourceTest, UnpluggingAndReplugginTheLowerOutputSendsItsNoticesAndChangesTheList) {
+  recordNotices();
+  const DisplayId bottomId = connectorId("HEADLESS-2");
+
+  if (!unplugLowerOutput()) GTEST_SKIP() << kCannotUnplug;
+  ASSERT_TRUE(processEventsUntil([&] { return source.onlineDisplays().size() == 1; }));
+  EXPECT_EQ(source.onlineDisplays()[0].id, connectorId("HEADLESS-1"));
+  EXPECT_NE(std::find(noticed.begin(), noticed.end(), bottomId), noticed.end());
+
+  noticed.clear();
+  applyLayout("4k-over-hd");
+  ASSERT_TRUE(processEventsUntil([&] {
+    const auto displays = source.onlineDisplays();
+    const OnlineDisplay* bottom = find(displays, bottomId);
+    return displays.size() == 2 && bottom != nullptr && bottom->bounds == kBottomHd;
+  }));
+  // Back under the same id as before it went.
+  EXPECT_NE(std::find(noticed.begin(), noticed.end(), bottomId), noticed.end());
+  // Qt tells of changes only once they are made: no notice is a "before" one.
+  for (const std::uint32_t flags : noticeFlags) EXPECT_EQ(flags, 0U);
+}
+
+TEST_F(WaylandDisplaySourceTest, TheManagersOwnerHearsOfAnUnplugOnTheMainQueue) {
+  FakeMainQueue mainQueue;
+  DisplayManager manager(source, mainQueue);
+  int changes = 0;
+  manager.onDisplaysChanged = [&changes] { ++changes; };
+
+  if (!unplugLowerOutput()) GTEST_SKIP() << kCannotUnplug;
+  ASSERT_TRUE(processEventsUntil([&] { return source.onlineDisplays().size() == 1; }));
+  EXPECT_EQ(changes, 0) << "the owner is called on the main queue, not from Qt's signal";
+  const std::size_t jobs = mainQueue.runPending();
+  EXPECT_GE(jobs, 1U);
+  EXPECT_EQ(changes, static_cast<int>(jobs));
+  const std::vector<DisplayInfo> displays = manager.discoverDisplays();
+  ASSERT_EQ(displays.size(), 1U);
+  EXPECT_EQ(displays[0].id, connectorId("HEADLESS-1"));
+  EXPECT_FALSE(detectArrangement(displays).has_value());
+}
+
+TEST_F(WaylandDisplaySourceTest, RearrangingTheOutputsMovesTheirBoundsAndSendsNotices) {
+  recordNotices();
+  applyLayout("stacked");
+  const DisplayRect topHd{0, 0, 1920, 1080};
+  const DisplayRect bottomHd{0, 1080, 1920, 1080};
+  ASSERT_TRUE(processEventsUntil([&] {
+    const auto displays = source.onlineDisplays();
+    const OnlineDisplay* top = find(displays, connectorId("HEADLESS-1"));
+    const OnlineDisplay* bottom = find(displays, connectorId("HEADLESS-2"));
+    return top != nullptr && bottom != nullptr && top->bounds == topHd && bottom->bounds == bottomHd;
+  })) << "the displays never took the stacked layout";
+  const std::vector<OnlineDisplay> displays = source.onlineDisplays();
+  ASSERT_EQ(displays.size(), 2U);
+  const OnlineDisplay* top = find(displays, connectorId("HEADLESS-1"));
+  EXPECT_EQ(top->pixelWidth, 1920);
+  EXPECT_EQ(top->pixelHeight, 1080);
+  // Both outputs moved or changed size, so each was noticed under its own id.
+  EXPECT_NE(std::find(noticed.begin(), noticed.end(), connectorId("HEADLESS-1")), noticed.end());
+  EXPECT_NE(std::find(noticed.begin(), noticed.end(), connectorId("HEADLESS-2")), noticed.end());
+}
+
+TEST_F(WaylandDisplaySourceTest, AnUnregisteredHandlerHearsNothingMore) {
+  int calls = 0;
+  source.setReconfigurationHandler([&calls](DisplayId, std::uint32_t) { ++calls; });
+  source.setReconfigurationHandler({});
+  applyLayout("stacked");
+  ASSERT_TRUE(processEventsUntil([&] {
+    const auto displays = source.onlineDisplays();
+    const OnlineDisplay* top = find(displays, connectorId("HEADLESS-1"));
+    return top != nullptr && top->bounds == DisplayRect{0, 0, 1920, 1080};
+  }));
+  EXPECT_EQ(calls, 0);
+}
+
+// What a restarted program would see: the ids of the displays, one a line.
+int printDisplayIds() {
+  WaylandDisplaySource source;
+  for (const OnlineDisplay& display : source.onlineDisplays()) std::printf("%u\n", display.id);
+  return 0;
+}
+
+}  // namespace
+}  // namespace tarvelo
+
+// As root, the test runs itself again as the rig's user (a Wayland client of
+// the rig's compositor), takes the rig's environment and makes a
+// QGuiApplication on the wayland platform. Listing the tests needs no rig.
+int main(int argc, char** argv) {
+  const bool isListing = argc > 1 && std::string(argv[1]).rfind("--gtest_list_tests", 0) == 0;
+  if (isListing) {
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+  }
+  if (getuid() == 0) {
+    std::vector<char*> command{const_cast<char*>(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh"),
+                               const_cast<char*>("run"), const_cast<char*>(TARVELO_TEST_WAYLAND_RIG)};
+    for (int i = 0; i < argc; ++i) command.push_back(argv[i]);
+    command.push_back(nullptr);
+    execv(command[0], command.data());
+    std::perror("virtual-wayland.sh run");
+    return 1;
+  }
+  FILE* pipe = popen(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh env " TARVELO_TEST_WAYLAND_RIG, "r");
+  if (pipe != nullptr) {
+    std::array<char, 1024> line{};
+    while (fgets(line.data(), line.size(), pipe) != nullptr) {
+      std::string text(line.data());
+      if (text.rfind("export ", 0) != 0) continue;
+      text = text.substr(7);
+      while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+      const auto equals = text.find('=');
+      if (equals != std::string::npos) setenv(text.substr(0, equals).c_str(), text.substr(equals + 1).c_str(), 1);
+    }
+    pclose(pipe);
+  }
+  setenv("QT_QPA_PLATFORM", "wayland", 1);
+  QGuiApplication application(argc, argv);
+  if (argc > 1 && std::string(argv[1]) == "--print-display-ids") return tarvelo::printDisplayIds();
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
