@@ -111,6 +111,20 @@ bool selectionOwned(const QByteArray& selection) {
 
 bool compositorRunning() { return selectionOwned("_NET_WM_CM_S0"); }
 
+bool trayHostRunning() { return selectionOwned("_NET_SYSTEM_TRAY_S0"); }
+
+bool barsReserveSpace() {
+  const QString area = runTool(QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")});
+  const QString root = runTool(QStringLiteral("xwininfo"), {QStringLiteral("-root")});
+  const QRegularExpression numbers(QStringLiteral("=\\s*(\\d+),\\s*(\\d+),\\s*(\\d+),\\s*(\\d+)"));
+  const QRegularExpressionMatch found = numbers.match(area);
+  if (!found.hasMatch()) return false;  // no window manager publishes one
+  const QRegularExpressionMatch width = QRegularExpression(QStringLiteral("Width:\\s*(\\d+)")).match(root);
+  const QRegularExpressionMatch height = QRegularExpression(QStringLiteral("Height:\\s*(\\d+)")).match(root);
+  return found.captured(1).toInt() != 0 || found.captured(2).toInt() != 0 ||
+         found.captured(3) != width.captured(1) || found.captured(4) != height.captured(1);
+}
+
 QString windowProperty(std::uint32_t id, const QString& property) {
   return runTool(QStringLiteral("xprop"), {QStringLiteral("-id"), QString::number(id), property});
 }

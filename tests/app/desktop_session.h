@@ -50,6 +50,11 @@ std::optional<WindowState> findViewable(const QString& classPattern, const std::
 std::optional<std::uint32_t> activeWindow();
 // Whether a compositing manager owns the screen's _NET_WM_CM_S0 selection.
 bool compositorRunning();
+// True while some process owns the XEmbed tray selection.
+bool trayHostRunning();
+// True while the window manager's work area leaves out part of the screen
+// for a bar.
+bool barsReserveSpace();
 // xprop's reading of one property of a window.
 QString windowProperty(std::uint32_t id, const QString& property);
 
