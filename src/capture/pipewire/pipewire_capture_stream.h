@@ -15,9 +15,10 @@ class SerialQueue;
 // A capture stream through the desktop's screen-cast portal: the portal shares
 // one monitor (the user's choice in the desktop's dialog, or the one a stored
 // restore token names), and PipeWire carries its pictures at native size in
-// shared memory. Each picture is scaled to the configured size on the output
-// queue, reading only the samples the average needs, and handed to the
-// delegate, at most once per minimum frame interval. The compositor sends
+// shared memory. Each picture is scaled to the configured size on PipeWire's
+// thread, reading only the samples the average needs, so that the buffer goes
+// back to the compositor at once; the small frame is handed to the delegate on
+// the output queue, at most once per minimum frame interval. The compositor sends
 // pictures only when the screen changes, so a still screen costs nothing.
 //
 // When the share ends (the monitor is unplugged, or the user stops sharing from
@@ -43,7 +44,6 @@ class PipeWireCaptureStream final : public CaptureStream {
   struct Shared;
 
  private:
-
   std::exception_ptr setUp();
   void waitForDeliveries();
 
