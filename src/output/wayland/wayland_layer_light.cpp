@@ -36,9 +36,6 @@ constexpr std::uint32_t kXdgOutputVersion = 3;
 
 std::uint32_t boundVersion(std::uint32_t offered, std::uint32_t wanted) { return std::min(offered, wanted); }
 
-// wl_fixed_t for a texel position; crops are a few thousand texels at most.
-wl_fixed_t toFixed(double value) { return wl_fixed_from_double(value); }
-
 }  // namespace
 
 // The compositor's events, as plain functions the listeners point at.
@@ -232,15 +229,14 @@ WaylandLayerLight::~WaylandLayerLight() {
   }
 }
 
-bool WaylandLayerLight::show(const BgraPictureView& picture, const PictureCrop& crop) {
+bool WaylandLayerLight::show(const BgraPictureView& picture) {
   if (lost_ || picture.pixels == nullptr || picture.width <= 0 || picture.height <= 0 ||
-      picture.bytesPerLine < static_cast<std::ptrdiff_t>(picture.width) * 4 || !(crop.width > 0.0) ||
-      !(crop.height > 0.0)) {
+      picture.bytesPerLine < static_cast<std::ptrdiff_t>(picture.width) * 4) {
     return false;
   }
   if (freeBuffer(picture.width, picture.height) != nullptr) {
     hasPending_ = false;
-    present(picture.pixels, picture.bytesPerLine, picture.width, picture.height, crop);
+    present(picture.pixels, picture.bytesPerLine, picture.width, picture.height);
     return flush();
   }
   // Both buffers are on screen or on their way: keep the newest picture for
@@ -253,7 +249,6 @@ bool WaylandLayerLight::show(const BgraPictureView& picture, const PictureCrop& 
   }
   pendingWidth_ = picture.width;
   pendingHeight_ = picture.height;
-  pendingCrop_ = crop;
   hasPending_ = true;
   return true;
 }
@@ -261,12 +256,10 @@ bool WaylandLayerLight::show(const BgraPictureView& picture, const PictureCrop& 
 void WaylandLayerLight::presentPending() {
   if (!hasPending_ || lost_ || freeBuffer(pendingWidth_, pendingHeight_) == nullptr) return;
   hasPending_ = false;
-  present(pendingPixels_.data(), static_cast<std::ptrdiff_t>(pendingWidth_) * 4, pendingWidth_, pendingHeight_,
-          pendingCrop_);
+  present(pendingPixels_.data(), static_cast<std::ptrdiff_t>(pendingWidth_) * 4, pendingWidth_, pendingHeight_);
 }
 
-void WaylandLayerLight::present(const std::uint8_t* pixels, std::ptrdiff_t bytesPerLine, int width, int height,
-                                const PictureCrop& crop) {
+void WaylandLayerLight::present(const std::uint8_t* pixels, std::ptrdiff_t bytesPerLine, int width, int height) {
   ShmBuffer* slot = freeBuffer(width, height);
   if (slot == nullptr) return;
   const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
@@ -274,7 +267,6 @@ void WaylandLayerLight::present(const std::uint8_t* pixels, std::ptrdiff_t bytes
     std::memcpy(slot->pixels + rowBytes * static_cast<std::size_t>(row), pixels + bytesPerLine * row, rowBytes);
   }
   wl_surface_attach(surface_, slot->buffer, 0, 0);
-  wp_viewport_set_source(viewport_, toFixed(crop.x), toFixed(crop.y), toFixed(crop.width), toFixed(crop.height));
   wp_viewport_set_destination(viewport_, width_, height_);
   if (wl_proxy_get_version(reinterpret_cast<wl_proxy*>(surface_)) >= WL_SURFACE_DAMAGE_BUFFER_SINCE_VERSION) {
     wl_surface_damage_buffer(surface_, 0, 0, width, height);

@@ -34,15 +34,6 @@ struct BgraPictureView {
   std::ptrdiff_t bytesPerLine = 0;
 };
 
-// The part of the picture that covers the output; the rest is a rim the
-// compositor's filter may blend with at the output's edges. In texels.
-struct PictureCrop {
-  double x = 0.0;
-  double y = 0.0;
-  double width = 0.0;
-  double height = 0.0;
-};
-
 // The light as a surface of our own on a wlr-layer-shell compositor: an
 // overlay-layer surface anchored to every edge of one output (so exactly the
 // output's size), never given keyboard focus, not moved by panels' exclusive
@@ -94,10 +85,10 @@ class WaylandLayerLight {
   WaylandLayerLight(const WaylandLayerLight&) = delete;
   WaylandLayerLight& operator=(const WaylandLayerLight&) = delete;
 
-  // Shows `picture`, its `crop` stretched over the whole output. Copies it,
-  // so the caller may reuse its memory at once. False (nothing shown) for an
-  // empty picture or crop, or once the light is lost.
-  bool show(const BgraPictureView& picture, const PictureCrop& crop);
+  // Shows `picture` stretched over the whole output. Copies it, so the
+  // caller may reuse its memory at once. False (nothing shown) for an empty
+  // picture, or once the light is lost.
+  bool show(const BgraPictureView& picture);
 
   // Watch this for input and call dispatch() when it has some.
   int fileDescriptor() const;
@@ -142,8 +133,7 @@ class WaylandLayerLight {
   bool makeBuffer(ShmBuffer& slot, int width, int height);
   static void destroyBuffer(ShmBuffer& slot);
   // Writes a picture (tightly packed rows) into a free buffer and commits it.
-  void present(const std::uint8_t* pixels, std::ptrdiff_t bytesPerLine, int width, int height,
-               const PictureCrop& crop);
+  void present(const std::uint8_t* pixels, std::ptrdiff_t bytesPerLine, int width, int height);
   void presentPending();
   bool flush();
 
@@ -172,7 +162,6 @@ class WaylandLayerLight {
   std::vector<std::uint8_t> pendingPixels_;
   int pendingWidth_ = 0;
   int pendingHeight_ = 0;
-  PictureCrop pendingCrop_;
   bool hasPending_ = false;
   int committedPictures_ = 0;
 };

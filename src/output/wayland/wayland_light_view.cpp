@@ -34,11 +34,12 @@ void WaylandLightView::showPicture() {
   // The picture comes as bytes red, green, blue; the compositor's XRGB8888
   // is blue, green, red in memory.
   for (std::size_t texel = 0; texel + 3 < pixels_.size(); texel += 4) std::swap(pixels_[texel], pixels_[texel + 2]);
-  // The picture's rim (one texel all round) lies beyond the output: the
-  // compositor stretches what is inside it over the output.
-  const PictureCrop inside{1.0, 1.0, static_cast<double>(picture_.width() - 2),
-                           static_cast<double>(picture_.height() - 2)};
-  surface_.show(BgraPictureView{pixels_.data(), picture_.width(), picture_.height(), bytesPerLine}, inside);
+  // The picture's rim (one texel all round) lies beyond the output, so only
+  // what is inside it goes to the compositor. (A viewport source rectangle
+  // would keep the rim for a linear filter to blend with at the edges, but
+  // wlroots' software renderer ignores the rectangle's offset.)
+  const std::uint8_t* inside = pixels_.data() + bytesPerLine + 4;
+  surface_.show(BgraPictureView{inside, picture_.width() - 2, picture_.height() - 2, bytesPerLine});
 }
 
 }  // namespace tarvelo
