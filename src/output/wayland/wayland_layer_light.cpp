@@ -257,6 +257,8 @@ void WaylandLayerLight::presentPending() {
   if (!hasPending_ || lost_ || freeBuffer(pendingWidth_, pendingHeight_) == nullptr) return;
   hasPending_ = false;
   present(pendingPixels_.data(), static_cast<std::ptrdiff_t>(pendingWidth_) * 4, pendingWidth_, pendingHeight_);
+  // Sent now, not at the owner's next dispatch: this picture is already late.
+  flush();
 }
 
 void WaylandLayerLight::present(const std::uint8_t* pixels, std::ptrdiff_t bytesPerLine, int width, int height) {
