@@ -19,7 +19,6 @@
 namespace tarvelo {
 
 struct WaylandLayerLight::OutputEntry {
-  WaylandLayerLight* light = nullptr;
   std::uint32_t global = 0;
   std::uint32_t version = 0;
   wl_output* output = nullptr;
@@ -59,7 +58,6 @@ struct WaylandLayerLightEvents {
           registry, name, &zxdg_output_manager_v1_interface, boundVersion(version, kXdgOutputVersion)));
     } else if (kind == wl_output_interface.name) {
       auto entry = std::make_unique<WaylandLayerLight::OutputEntry>();
-      entry->light = light;
       entry->global = name;
       entry->version = boundVersion(version, kOutputVersion);
       entry->output = static_cast<wl_output*>(wl_registry_bind(registry, name, &wl_output_interface, entry->version));

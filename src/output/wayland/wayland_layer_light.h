@@ -108,7 +108,8 @@ class WaylandLayerLight {
   // Called once, from dispatch(), when the light is lost.
   std::function<void(const std::string& reason)> onLost;
 
-  // How many pictures were handed to the compositor, and how many waited for a free buffer.
+  // How many pictures were handed to the compositor (a burst faster than it
+  // gives buffers back hands over only the last picture that waited).
   int committedPictures() const { return committedPictures_; }
 
  private:
