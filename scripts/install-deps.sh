@@ -30,6 +30,9 @@ packages=(
   libpipewire-0.3-dev
   sway swaybg grim waybar qt6-wayland dbus
   pipewire pipewire-bin wireplumber xdg-desktop-portal xdg-desktop-portal-wlr
+  # Wayland: the light as a layer surface of our own (libwayland-client, wayland-scanner
+  # for the protocols' glue, and xdg-shell, viewporter and xdg-output from wayland-protocols)
+  libwayland-dev libwayland-bin wayland-protocols
 )
 
 missing=()

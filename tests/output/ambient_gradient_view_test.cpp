@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "exact_light.h"
+#include "light_probes.h"
 #include "output/drawable_light.h"
 #include "output/offscreen_light_renderer.h"
 
@@ -28,6 +29,8 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ExactLight;
 using testing::Rgb;
+using testing::channel;
+using testing::expectMatchesExactLight;
 
 // Rendered pixels against the exact light, per channel, in 8-bit steps:
 //  - the picture is stored in 8 bits before it is scaled up (±0.5 step),
@@ -56,64 +59,6 @@ ZoneColorList distinctZones() {
 
 ZoneColorList uniformZones(float red, float green, float blue) {
   return ZoneColorList(kZoneCount, ZoneColor{red, green, blue, 1.0F});
-}
-
-int channel(const QImage& image, int x, int y, std::size_t c) {
-  const QRgb pixel = image.pixel(x, y);
-  return c == 0 ? qRed(pixel) : c == 1 ? qGreen(pixel) : qBlue(pixel);
-}
-
-int toStep(double value) { return static_cast<int>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0)); }
-
-// The largest difference over the three channels, in 8-bit steps.
-int differenceAt(const QImage& image, int x, int y, const Rgb& expected) {
-  int worst = 0;
-  for (std::size_t c = 0; c < 3; ++c) worst = std::max(worst, std::abs(channel(image, x, y, c) - toStep(expected[c])));
-  return worst;
-}
-
-std::string describe(const QImage& image, int x, int y, const Rgb& expected) {
-  return "at (" + std::to_string(x) + ", " + std::to_string(y) + "): rendered " +
-         std::to_string(channel(image, x, y, 0)) + " " + std::to_string(channel(image, x, y, 1)) + " " +
-         std::to_string(channel(image, x, y, 2)) + ", exact " + std::to_string(expected[0] * 255) + " " +
-         std::to_string(expected[1] * 255) + " " + std::to_string(expected[2] * 255);
-}
-
-struct Probe {
-  const char* what;
-  int x;
-  int y;
-};
-
-// The places that show each part of the light: the top edge under every
-// strip, the two side glows, the bottom glow, the wash in the middle, the corners.
-std::vector<Probe> probesFor(const AmbientGradientModel& model, int width, int height) {
-  std::vector<Probe> probes;
-  const double pad = model.containerMargin();
-  const double slot = model.lightContainer().width / AmbientGradientModel::kStripCount;
-  for (std::size_t i = 0; i < AmbientGradientModel::kStripCount; ++i) {
-    // The middle of what shows of strip i: each strip reaches 0.275 of a slot
-    // left of its slot and the next one, drawn over it, starts that far left of the next slot.
-    const int x = static_cast<int>(slot * (static_cast<double>(i) + 0.5 - 0.275) - pad);
-    if (x >= 0 && x < width) probes.push_back({"top edge under a strip", x, 0});
-  }
-  probes.push_back({"left glow", 0, height / 2});
-  probes.push_back({"right glow", width - 1, height / 2});
-  probes.push_back({"bottom glow", width / 2, height - 1});
-  probes.push_back({"middle", width / 2, height / 2});
-  probes.push_back({"lower middle", width / 2, height * 3 / 4});
-  probes.push_back({"top-left corner", 0, 0});
-  probes.push_back({"bottom-right corner", width - 1, height - 1});
-  return probes;
-}
-
-void expectMatchesExactLight(const QImage& image, const AmbientGradientModel& model, int tolerance) {
-  const ExactLight exact(model);
-  for (const Probe& probe : probesFor(model, image.width(), image.height())) {
-    const Rgb expected = exact.pixel(probe.x, probe.y);
-    EXPECT_LE(differenceAt(image, probe.x, probe.y, expected), tolerance)
-        << probe.what << " " << describe(image, probe.x, probe.y, expected);
-  }
 }
 
 int largestDifference(const QImage& a, const QImage& b, double* mean = nullptr) {

@@ -1,0 +1,281 @@
+// The light as a layer surface on the headless Wayland rig
+// (scripts/virtual-wayland.sh): HEADLESS-1 (3840 x 2160, the movie screen)
+// over HEADLESS-2 (1920 x 1080, the light screen). What the compositor shows
+// is read back with grim and held to the exact light the model describes.
+#include <gtest/gtest.h>
+
+#include <QImage>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "exact_light.h"
+#include "light_probes.h"
+#include "output/wayland/wayland_layer_light.h"
+#include "output/wayland/wayland_light_view.h"
+#include "pipeline/zone_color.h"
+
+namespace tarvelo {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ProbeRange;
+
+// The compositor stretches the picture with a filter of its own (wlroots'
+// software renderer samples the nearest texel, GPU renderers blend), so a
+// pixel shows the light from up to a texel away: each probe is held to the
+// range of the exact light within one texel of it, give or take the
+// reduced picture's exact-light tolerance (see the view's tests).
+constexpr int kTolerance = 3;
+
+bool run(const std::string& command) {
+  const int status = std::system((command + " > /dev/null 2>&1").c_str());
+  return status == 0;
+}
+
+void rigLayout(const std::string& layout) {
+  ASSERT_TRUE(run(std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-wayland.sh layout " TARVELO_TEST_WAYLAND_RIG
+                  " " + layout))
+      << "layout " << layout;
+}
+
+// Every zone and channel different, none saturating at brightness 1.4.
+ZoneColorList distinctZones(float shift) {
+  ZoneColorList zones;
+  for (std::size_t i = 0; i < kZoneCount; ++i) {
+    const float step = static_cast<float>(i);
+    zones.push_back(ZoneColor{0.05F + 0.04F * step, 0.6F - 0.03F * step - shift, 0.15F + 0.025F * step + shift, 1.0F});
+  }
+  return zones;
+}
+
+class LayerLightOnWayland : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    rigLayout("4k-over-hd");
+    char pattern[] = "/tmp/tarvelo-light-layer-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    shots_ = pattern;
+  }
+
+  void TearDown() override {
+    view_.reset();
+    light_.reset();
+    if (std::getenv("TARVELO_KEEP_SHOTS") == nullptr) run("rm -rf '" + shots_ + "'");
+    rigLayout("4k-over-hd");
+  }
+
+  WaylandLayerLight& open() {
+    WaylandLayerLight::OpenResult opened = WaylandLayerLight::open("HEADLESS-2");
+    EXPECT_TRUE(opened.error.empty()) << opened.error;
+    light_ = std::move(opened.light);
+    if (!light_) throw std::runtime_error("no light: " + opened.error);
+    view_ = std::make_unique<WaylandLightView>(*light_);
+    return *light_;
+  }
+
+  // What the output shows now.
+  QImage screenshot(const std::string& output) {
+    const std::string file = shots_ + "/" + output + ".png";
+    if (!run("grim -o " + output + " '" + file + "'")) return {};
+    return QImage(QString::fromStdString(file)).convertToFormat(QImage::Format_RGB32);
+  }
+
+  // Keeps the connection going until HEADLESS-2 shows what `settled` wants.
+  QImage waitForLight(const std::function<bool(const QImage&)>& settled) {
+    QImage shot;
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (std::chrono::steady_clock::now() < deadline) {
+      light_->dispatch(50ms);
+      shot = screenshot("HEADLESS-2");
+      if (!shot.isNull() && settled(shot)) break;
+    }
+    return shot;
+  }
+
+  // Waits until every probe agrees with the model, and returns the screenshot
+  // (the ranges it was held to are in ranges_).
+  QImage waitForModelsLight() {
+    const double texel = std::max(1920.0 / (view_->pictureWidth() - 2), 1080.0 / (view_->pictureHeight() - 2));
+    ranges_ = testing::exactRangesNear(view_->model(), 1920, 1080, texel);
+    return waitForLight([&](const QImage& shot) {
+      if (shot.size() != QSize(1920, 1080)) return false;
+      return std::all_of(ranges_.begin(), ranges_.end(),
+                         [&](const ProbeRange& range) { return testing::isWithin(shot, range, kTolerance); });
+    });
+  }
+
+  void expectModelsLight(const QImage& shot) {
+    ASSERT_EQ(shot.size(), QSize(1920, 1080));
+    testing::expectWithinRanges(shot, ranges_, kTolerance);
+  }
+
+  // sway on wlroots' headless backend (0.15) refuses to switch a headless
+  // output off; a compositor that can is what the loss test needs.
+  static bool outputIsActive(const std::string& name) {
+    // sway's summary marks an output that is switched off "(inactive)".
+    return run("swaymsg -p -t get_outputs | grep '^Output " + name + " ' | grep -qv '(inactive)'");
+  }
+
+  std::string shots_;
+  std::vector<ProbeRange> ranges_;
+  std::unique_ptr<WaylandLayerLight> light_;
+  std::unique_ptr<WaylandLightView> view_;
+};
+
+TEST_F(LayerLightOnWayland, CoversTheLightScreenExactly) {
+  WaylandLayerLight& light = open();
+  EXPECT_EQ(light.width(), 1920);
+  EXPECT_EQ(light.height(), 1080);
+  // The picture the compositor stretches is small: texels a third of the blur's sigma.
+  EXPECT_LT(view_->pictureWidth() * view_->pictureHeight(), 1920 * 1080 / 100);
+
+  view_->updateColors(ZoneColorList(kZoneCount, ZoneColor{1.0F, 1.0F, 1.0F, 1.0F}), 1.0, 60.0, 1.0);
+  const QImage shot = waitForModelsLight();
+  expectModelsLight(shot);
+  // Bright all along the top edge (the strips are opaque there), lit in
+  // every corner and down both sides: nothing of the output is left uncovered.
+  ASSERT_EQ(shot.size(), QSize(1920, 1080));
+  for (int x = 0; x < 1920; ++x) ASSERT_GT(qGray(shot.pixel(x, 0)), 200) << x;
+  for (int y = 0; y < 1080; ++y) {
+    ASSERT_GT(qGray(shot.pixel(0, y)), 40) << y;
+    ASSERT_GT(qGray(shot.pixel(1919, y)), 40) << y;
+  }
+  for (int x = 0; x < 1920; ++x) ASSERT_GT(qGray(shot.pixel(x, 1079)), 40) << x;
+}
+
+TEST_F(LayerLightOnWayland, ShowsTheModelsLightAtEveryProbeAndLeavesTheMovieScreenAlone) {
+  // Whatever the movie screen shows (other tests paint it), the light leaves it as it was.
+  const QImage topBefore = screenshot("HEADLESS-1");
+  ASSERT_EQ(topBefore.size(), QSize(3840, 2160));
+  open();
+  view_->updateColors(distinctZones(0.0F), 1.4, 60.0, 0.85);
+  expectModelsLight(waitForModelsLight());
+  const QImage topAfter = screenshot("HEADLESS-1");
+  EXPECT_TRUE(topAfter == topBefore) << "the movie screen changed while the light was shown";
+}
+
+TEST_F(LayerLightOnWayland, FollowsNewColoursAndSettings) {
+  open();
+  view_->updateColors(distinctZones(0.0F), 1.4, 60.0, 0.85);
+  const QImage first = waitForModelsLight();
+  expectModelsLight(first);
+
+  // Other colours, a smaller blur and a wider spread: the screen follows.
+  view_->updateColors(distinctZones(0.3F), 1.2, 30.0, 1.3);
+  const QImage second = waitForModelsLight();
+  expectModelsLight(second);
+  EXPECT_NE(first.pixel(960, 540), second.pixel(960, 540));
+
+  // A burst of changes faster than the compositor releases buffers ends on the last one.
+  for (int i = 0; i < 20; ++i) view_->updateColors(distinctZones(0.01F * static_cast<float>(i)), 1.4, 30.0, 0.85);
+  view_->updateColors(distinctZones(0.2F), 1.4, 30.0, 0.85);
+  expectModelsLight(waitForModelsLight());
+}
+
+TEST_F(LayerLightOnWayland, ReportsTheLossOfItsOutputAndOutlivesIt) {
+  WaylandLayerLight& light = open();
+  std::vector<std::string> reasons;
+  light.onLost = [&](const std::string& reason) { reasons.push_back(reason); };
+  view_->updateColors(distinctZones(0.0F), 1.4, 60.0, 0.85);
+  light.dispatch(100ms);
+  ASSERT_FALSE(light.isLost());
+
+  rigLayout("bottom-off");
+  if (outputIsActive("HEADLESS-2")) GTEST_SKIP() << "this compositor cannot switch HEADLESS-2 off";
+  const auto deadline = std::chrono::steady_clock::now() + 5s;
+  while (!light.isLost() && std::chrono::steady_clock::now() < deadline) light.dispatch(100ms);
+  ASSERT_TRUE(light.isLost());
+  light.dispatch(100ms);
+  ASSERT_EQ(reasons.size(), 1u);
+  EXPECT_EQ(reasons[0], light.lossReason());
+  EXPECT_FALSE(light.lossReason().empty());
+
+  // Colours after the loss are dropped quietly, and the loss is told once.
+  view_->updateColors(distinctZones(0.2F), 1.4, 60.0, 0.85);
+  EXPECT_FALSE(light.dispatch(100ms));
+  EXPECT_EQ(reasons.size(), 1u);
+
+  // With the output back, a new light opens there.
+  rigLayout("4k-over-hd");
+  view_.reset();
+  light_.reset();
+  std::this_thread::sleep_for(200ms);
+  open();
+  EXPECT_EQ(light_->width(), 1920);
+}
+
+TEST_F(LayerLightOnWayland, ReportsABrokenConnectionOnceAndShowsNothingMore) {
+  WaylandLayerLight& light = open();
+  std::vector<std::string> reasons;
+  light.onLost = [&](const std::string& reason) { reasons.push_back(reason); };
+  ASSERT_TRUE(light.dispatch(50ms));
+  // The compositor's end of the socket gone, as when it exits or crashes.
+  ASSERT_EQ(shutdown(light.fileDescriptor(), SHUT_RDWR), 0);
+  const auto deadline = std::chrono::steady_clock::now() + 5s;
+  while (!light.isLost() && std::chrono::steady_clock::now() < deadline) light.dispatch(50ms);
+  ASSERT_TRUE(light.isLost());
+  EXPECT_EQ(reasons.size(), 1u);
+  EXPECT_EQ(light.lossReason().rfind("The Wayland connection broke", 0), 0u) << light.lossReason();
+  view_->updateColors(distinctZones(0.2F), 1.4, 60.0, 0.85);
+  EXPECT_FALSE(light.dispatch(50ms));
+  EXPECT_EQ(reasons.size(), 1u);
+}
+
+TEST(LayerLightOpening, NamesTheOutputsWhenTheOneAskedForIsMissing) {
+  const WaylandLayerLight::OpenResult opened = WaylandLayerLight::open("HEADLESS-9");
+  EXPECT_EQ(opened.light, nullptr);
+  EXPECT_EQ(opened.failure, WaylandLayerLight::Failure::noSuchOutput);
+  EXPECT_EQ(opened.error, "No output named HEADLESS-9 (outputs: HEADLESS-1, HEADLESS-2)");
+}
+
+TEST(LayerLightOpening, SaysSoWhenNoCompositorAnswers) {
+  const WaylandLayerLight::OpenResult opened = WaylandLayerLight::open("HEADLESS-2", "tarvelo-no-such-wayland");
+  EXPECT_EQ(opened.light, nullptr);
+  EXPECT_EQ(opened.failure, WaylandLayerLight::Failure::noCompositor);
+  EXPECT_EQ(opened.error, "No Wayland compositor answers on tarvelo-no-such-wayland");
+}
+
+}  // namespace
+}  // namespace tarvelo
+
+// The rig's environment (runtime directory, Wayland socket), then the tests.
+// sway serves its clients as the rig's own user, as on a desktop; as root,
+// the test runs itself again as that user. Listing the tests needs no rig.
+int main(int argc, char** argv) {
+  const bool isListing = argc > 1 && std::string(argv[1]).rfind("--gtest_list_tests", 0) == 0;
+  if (getuid() == 0 && !isListing) {
+    std::vector<char*> command{const_cast<char*>(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh"),
+                               const_cast<char*>("run"), const_cast<char*>(TARVELO_TEST_WAYLAND_RIG)};
+    for (int i = 0; i < argc; ++i) command.push_back(argv[i]);
+    command.push_back(nullptr);
+    execv(command[0], command.data());
+    std::perror("virtual-wayland.sh run");
+    return 1;
+  }
+  FILE* pipe = popen(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh env " TARVELO_TEST_WAYLAND_RIG, "r");
+  if (pipe != nullptr) {
+    std::array<char, 1024> line{};
+    while (fgets(line.data(), line.size(), pipe) != nullptr) {
+      std::string text(line.data());
+      if (text.rfind("export ", 0) != 0) continue;
+      text = text.substr(7);
+      while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+      const auto equals = text.find('=');
+      if (equals != std::string::npos) setenv(text.substr(0, equals).c_str(), text.substr(equals + 1).c_str(), 1);
+    }
+    pclose(pipe);
+  }
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
