@@ -20,6 +20,8 @@
 #          reversed    HEADLESS-2 over HEADLESS-1, both 1920x1080
 #          top-off     HEADLESS-1 switched off (an unplug)
 #          bottom-off  HEADLESS-2 switched off
+#          (sway 1.7's headless backend keeps its outputs on whatever it answers;
+#          the off layouts then warn, and tests that need an unplug skip)
 #
 # sway refuses to run as root, so the rig runs as an unprivileged system user of
 # its own, made here when missing, with a private runtime directory (0700) and
@@ -109,6 +111,13 @@ apply_layout() {  # dir layout
       swaymsg_rig "$dir" "output $bottom disable" ;;
     *) die "unknown layout '$2' (4k-over-hd, stacked, side-by-side, reversed, top-off, bottom-off)" ;;
   esac > /dev/null
+  # sway 1.7 answers "success" to a disable that its headless backend (wlroots
+  # 0.15) refuses; say so rather than leave a caller believing in an unplug.
+  local off
+  case "$2" in top-off) off=$top ;; bottom-off) off=$bottom ;; *) return 0 ;; esac
+  if ! swaymsg_rig "$dir" -p -t get_outputs | grep "^Output $off " | grep -q "disabled"; then
+    echo "virtual-wayland: $off stays on: this compositor's headless outputs cannot be switched off" >&2
+  fi
 }
 
 start() {  # name [layout]
