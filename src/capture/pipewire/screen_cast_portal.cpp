@@ -124,7 +124,11 @@ QVariantMap callWithRequest(const QDBusConnection& bus, const QString& method, Q
     if (cancelled) throw std::runtime_error("The capture was stopped before the desktop shared the screen.");
     failPortal(method + QStringLiteral(" was not answered"));
   }
-  if (*catcher.response == kResponseCancelled) throw CaptureFailure(CaptureError::captureNotAuthorized);
+  // A refusal is the platform's own error, as a missing permission is
+  // elsewhere; the capture error cases are the service's own conditions.
+  if (*catcher.response == kResponseCancelled) {
+    throw std::runtime_error("Screen sharing was refused in the desktop's dialog.");
+  }
   if (*catcher.response != kResponseSuccess) failPortal(method + QStringLiteral(" did not succeed"));
   return catcher.results;
 }

@@ -33,9 +33,9 @@ class ScreenCastPortal {
   ScreenCastPortal(const ScreenCastPortal&) = delete;
   ScreenCastPortal& operator=(const ScreenCastPortal&) = delete;
 
-  // Throws CaptureFailure(captureNotAuthorized) when the user refuses,
-  // CaptureFailure(displayNotFound) when no monitor is shared, and a one-line
-  // std::runtime_error when there is no portal or it fails. Waiting stops with
+  // Throws a one-line std::runtime_error when the user refuses, or when there
+  // is no portal or it fails, and CaptureFailure(displayNotFound) when no
+  // monitor is shared. Waiting stops with
   // an error once `cancelled` is set.
   ScreenCastGrant start(const std::optional<std::string>& restoreToken, const std::atomic<bool>& cancelled);
 
