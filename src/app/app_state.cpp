@@ -467,7 +467,7 @@ void AppState::start() {
   // The completion keeps the service and window alive until it has run once,
   // then lets go of them, so nothing it leaves behind in the platform's
   // callbacks can keep the service alive for ever.
-  auto pending = std::make_shared<PendingStart>(PendingStart{service, window});
+  auto pending = std::make_shared<PendingStart>(PendingStart{service, window, stopCount_});
   const DisplayId source = sourceDisplayID_;
   const std::int64_t rate = captureRate_;
   service->start(source, rate, [self, &mainQueue, pending](std::exception_ptr error) {
@@ -479,8 +479,15 @@ void AppState::start() {
 }
 
 // Not guarded against overlapping starts: the answer that arrives last wins
-// the fields.
+// the fields. A stop() since the start began is the user's later word, so its
+// answer only releases what it made; otherwise it would bring the run back
+// without a light window.
 void AppState::finishStart(PendingStart pending, std::exception_ptr error) {
+  if (pending.stopsWhenStarted != stopCount_) {
+    if (!error) pending.service->stop();
+    if (const std::shared_ptr<AmbientLightWindow> window = pending.window.lock()) window->close();
+    return;
+  }
   if (!error) {
     captureService_ = std::move(pending.service);
     setIsRunning(true);
@@ -507,6 +514,7 @@ void AppState::showColors(const ZoneColorList& colors, double brightness, double
 void AppState::stop() {
   // First, so that update jobs already queued find the lights off.
   setIsRunning(false);
+  ++stopCount_;
   if (captureService_) {
     captureService_->stop();
     captureService_.reset();

@@ -188,9 +188,12 @@ class AppState final : public QObject {
   // What one start keeps until the capture answers. Its light window is
   // owned by ambientWindow alone: a later start that replaces it takes it
   // down, so overlapping starts never stack windows on the light screen.
+  // A stop() made after the start began wins over its answer: the count of
+  // stops it saw tells a stale answer from a live one.
   struct PendingStart {
     std::shared_ptr<ScreenCaptureService> service;
     std::weak_ptr<AmbientLightWindow> window;
+    std::uint64_t stopsWhenStarted = 0;
   };
 
   void loadSavedPreferences();
@@ -230,6 +233,7 @@ class AppState final : public QObject {
   std::optional<std::string> errorMessage_;
   bool hasPermission_;
   std::uint64_t framesShown_ = 0;
+  std::uint64_t stopCount_ = 0;
 
   DisplayManager displayManager_;
   std::shared_ptr<ScreenCaptureService> captureService_;

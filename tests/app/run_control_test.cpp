@@ -259,6 +259,51 @@ TEST_F(RunControlTest, OverlappingStartsBothRunAndTheLaterSuccessWins) {
   EXPECT_EQ(fakes.capture.stopCaptureCount(), 0U);
 }
 
+TEST_F(RunControlTest, AStopWhileTheCaptureStartsWinsOverItsLaterAnswer) {
+  useStackedDisplays();
+  AppState& state = create();
+
+  state.start();  // its answer waits on the main queue
+  state.stop();
+  fakes.mainQueue.runPending();
+
+  EXPECT_FALSE(state.isRunning());
+  EXPECT_EQ(state.captureService(), nullptr);
+  EXPECT_EQ(state.ambientWindow(), nullptr);
+  EXPECT_EQ(fakes.capture.stopCaptureCount(), 1U);
+  EXPECT_EQ(fakes.capture.liveStreamCount(), 0U);
+  ASSERT_EQ(fakes.output.lightWindows.size(), 1U);
+  EXPECT_TRUE(fakes.output.lightWindows[0]->orderedOut);
+}
+
+// A quick run of toggles: a start that succeeds, a second start that is
+// still waiting for the capture, and a stop in between. The waiting start
+// must not bring the run back without its window.
+TEST_F(RunControlTest, AStartAnsweredAfterAStopLeavesNothingRunning) {
+  useStackedDisplays();
+  AppState& state = create();
+
+  state.start();         // answer 1 is queued
+  state.toggleLights();  // queued behind it: by then the lights run, so it stops them
+  state.start();         // answer 2 is queued behind the toggle
+  ASSERT_EQ(fakes.mainQueue.readyCount(), 3U);
+  fakes.mainQueue.runPending();
+
+  EXPECT_FALSE(state.isRunning());
+  EXPECT_EQ(state.captureService(), nullptr);
+  EXPECT_EQ(state.ambientWindow(), nullptr);
+  EXPECT_EQ(fakes.capture.liveStreamCount(), 0U);
+  ASSERT_EQ(fakes.output.lightWindows.size(), 2U);
+  EXPECT_TRUE(fakes.output.lightWindows[1]->orderedOut);
+  EXPECT_FALSE(state.errorMessage().has_value());
+
+  // And the next start runs as usual.
+  state.start();
+  fakes.mainQueue.runPending();
+  EXPECT_TRUE(state.isRunning());
+  EXPECT_NE(state.ambientWindow(), nullptr);
+}
+
 // ---- Frames ----
 
 TEST_F(RunControlTest, WholeCycleFromStoredSettingsThroughFramesToStop) {
