@@ -24,6 +24,7 @@
 #include "capture/pipewire/pipewire_capture_backend.h"
 #include "capture/pipewire/screen_cast_restore_token.h"
 #include "capture/serial_queue.h"
+#include "rig/wayland_rig_session.h"
 
 namespace tarvelo {
 namespace {
@@ -266,35 +267,9 @@ TEST_F(PipeWireCaptureTest, NoFrameReachesTheDelegateAfterStopCapture) {
 }  // namespace
 }  // namespace tarvelo
 
-// The rig's environment (bus, runtime directory, Wayland and sway sockets), then
-// a Qt application for QtDBus, then the tests.
+// Inside the rig, a Qt application for QtDBus, then the tests.
 int main(int argc, char** argv) {
-  // The portal serves only callers whose processes it can inspect, as the
-  // user's own programs are on a desktop; as root, the test runs itself again
-  // as the rig's user. Listing the tests needs no rig.
-  const bool isListing = argc > 1 && std::string(argv[1]).rfind("--gtest_list_tests", 0) == 0;
-  if (getuid() == 0 && !isListing) {
-    std::vector<char*> command{const_cast<char*>(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh"),
-                               const_cast<char*>("run"), const_cast<char*>(TARVELO_TEST_WAYLAND_RIG)};
-    for (int i = 0; i < argc; ++i) command.push_back(argv[i]);
-    command.push_back(nullptr);
-    execv(command[0], command.data());
-    std::perror("virtual-wayland.sh run");
-    return 1;
-  }
-  FILE* pipe = popen(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh env " TARVELO_TEST_WAYLAND_RIG, "r");
-  if (pipe != nullptr) {
-    std::array<char, 1024> line{};
-    while (fgets(line.data(), line.size(), pipe) != nullptr) {
-      std::string text(line.data());
-      if (text.rfind("export ", 0) != 0) continue;
-      text = text.substr(7);
-      while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-      const auto equals = text.find('=');
-      if (equals != std::string::npos) setenv(text.substr(0, equals).c_str(), text.substr(equals + 1).c_str(), 1);
-    }
-    pclose(pipe);
-  }
+  if (!tarvelo::testing::isListingTests(argc, argv) && !tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
   QCoreApplication application(argc, argv);
   ::testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();

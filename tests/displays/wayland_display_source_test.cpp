@@ -31,6 +31,7 @@
 #include "displays/display_identity.h"
 #include "displays/display_manager.h"
 #include "fakes/fake_main_queue.h"
+#include "rig/wayland_rig_session.h"
 
 namespace tarvelo {
 namespace {
@@ -261,37 +262,13 @@ int printDisplayIds() {
 }  // namespace
 }  // namespace tarvelo
 
-// As root, the test runs itself again as the rig's user (a Wayland client of
-// the rig's compositor), takes the rig's environment and makes a
-// QGuiApplication on the wayland platform. Listing the tests needs no rig.
+// Inside the rig, a QGuiApplication on the wayland platform, then the tests.
 int main(int argc, char** argv) {
-  const bool isListing = argc > 1 && std::string(argv[1]).rfind("--gtest_list_tests", 0) == 0;
-  if (isListing) {
+  if (tarvelo::testing::isListingTests(argc, argv)) {
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
   }
-  if (getuid() == 0) {
-    std::vector<char*> command{const_cast<char*>(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh"),
-                               const_cast<char*>("run"), const_cast<char*>(TARVELO_TEST_WAYLAND_RIG)};
-    for (int i = 0; i < argc; ++i) command.push_back(argv[i]);
-    command.push_back(nullptr);
-    execv(command[0], command.data());
-    std::perror("virtual-wayland.sh run");
-    return 1;
-  }
-  FILE* pipe = popen(TARVELO_SOURCE_DIR "/scripts/virtual-wayland.sh env " TARVELO_TEST_WAYLAND_RIG, "r");
-  if (pipe != nullptr) {
-    std::array<char, 1024> line{};
-    while (fgets(line.data(), line.size(), pipe) != nullptr) {
-      std::string text(line.data());
-      if (text.rfind("export ", 0) != 0) continue;
-      text = text.substr(7);
-      while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-      const auto equals = text.find('=');
-      if (equals != std::string::npos) setenv(text.substr(0, equals).c_str(), text.substr(equals + 1).c_str(), 1);
-    }
-    pclose(pipe);
-  }
+  if (!tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
   setenv("QT_QPA_PLATFORM", "wayland", 1);
   QGuiApplication application(argc, argv);
   if (argc > 1 && std::string(argv[1]) == "--print-display-ids") return tarvelo::printDisplayIds();

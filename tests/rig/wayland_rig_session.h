@@ -1,0 +1,17 @@
+#pragma once
+
+namespace tarvelo::testing {
+
+// Whether gtest was asked only to list the tests, which needs no rig.
+bool isListingTests(int argc, char** argv);
+
+// Puts this test process inside the headless Wayland rig. The rig's
+// compositor and portal serve the rig's own user, as a desktop serves its
+// user's programs, so as root the process runs itself again as that user
+// (with the same arguments) and does not return unless that fails. Then the
+// rig's environment (runtime directory, bus, Wayland and sway sockets) is
+// taken over, as `virtual-wayland.sh env` prints it. False, with the reason
+// on standard error, when the process could not run as the rig's user.
+bool joinWaylandRig(int argc, char** argv);
+
+}  // namespace tarvelo::testing
