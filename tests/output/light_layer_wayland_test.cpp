@@ -4,6 +4,7 @@
 // is read back with grim and held to the exact light the model describes.
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QImage>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -250,9 +251,11 @@ TEST(LayerLightOpening, SaysSoWhenNoCompositorAnswers) {
 }  // namespace
 }  // namespace tarvelo
 
-// Inside the rig, as a client of its compositor, the tests.
+// Inside the rig, as a client of its compositor, the tests; the light output
+// is driven by a Qt event loop, as in the program.
 int main(int argc, char** argv) {
   if (!tarvelo::testing::isListingTests(argc, argv) && !tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
+  QCoreApplication application(argc, argv);
   ::testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

@@ -1,0 +1,119 @@
+// The light output of a Wayland session on the rig: the light window the run
+// control asks for lands on the named output, is kept going by the
+// application's event loop, and goes when it is ordered out.
+#include "output/wayland/wayland_output_platform.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QImage>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <string>
+
+#include "light_probes.h"
+#include "output/light_view.h"
+#include "pipeline/zone_color.h"
+
+namespace tarvelo {
+namespace {
+
+using namespace std::chrono_literals;
+
+bool run(const std::string& command) { return std::system((command + " > /dev/null 2>&1").c_str()) == 0; }
+
+class WaylandOutputPlatformTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/tarvelo-wayland-output-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    shots_ = pattern;
+  }
+  void TearDown() override { run("rm -rf '" + shots_ + "'"); }
+
+  QImage screenshot(const std::string& output) {
+    const std::string file = shots_ + "/" + output + ".png";
+    if (!run("grim -o " + output + " '" + file + "'")) return {};
+    return QImage(QString::fromStdString(file)).convertToFormat(QImage::Format_RGB32);
+  }
+
+  // Runs the event loop (and nothing else talks to the compositor) until the
+  // light screen shows what `settled` wants.
+  QImage waitForLightScreen(const std::function<bool(const QImage&)>& settled) {
+    QImage shot;
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (std::chrono::steady_clock::now() < deadline) {
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+      shot = screenshot("HEADLESS-2");
+      if (!shot.isNull() && settled(shot)) break;
+    }
+    return shot;
+  }
+
+  static Screen lightScreen() { return Screen{7U, "Light", DisplayRect{960, 2160, 1920, 1080}}; }
+
+  std::string shots_;
+};
+
+TEST_F(WaylandOutputPlatformTest, TheLightLandsOnTheScreensOutputFollowsColoursAndGoesWhenOrderedOut) {
+  std::vector<Screen> asked;
+  WaylandOutputPlatform platform([&](const Screen& screen) {
+    asked.push_back(screen);
+    return std::string("HEADLESS-2");
+  });
+  const QImage before = screenshot("HEADLESS-2");
+  ASSERT_EQ(before.size(), QSize(1920, 1080));
+
+  std::unique_ptr<LightWindow> window = platform.createLightWindow(lightScreen(), 30);
+  ASSERT_NE(window, nullptr);
+  ASSERT_EQ(asked.size(), 1U);
+  EXPECT_EQ(asked[0].displayNumber, std::optional<DisplayId>(7U));
+  ASSERT_NE(window->view(), nullptr);
+
+  // Pure red at full strength: the top edge, where the strips are opaque, is red.
+  window->view()->updateColors(ZoneColorList(kZoneCount, ZoneColor{1.0F, 0.0F, 0.0F, 1.0F}), 1.0, 60.0, 1.0);
+  const auto isRedAtTheTop = [](const QImage& shot) {
+    const QRgb top = shot.pixel(960, 2);
+    return qRed(top) > 200 && qGreen(top) < 30 && qBlue(top) < 30;
+  };
+  EXPECT_TRUE(isRedAtTheTop(waitForLightScreen(isRedAtTheTop)));
+
+  // Then green: the event loop alone carries the buffers back and forth.
+  window->view()->updateColors(ZoneColorList(kZoneCount, ZoneColor{0.0F, 1.0F, 0.0F, 1.0F}), 1.0, 60.0, 1.0);
+  const auto isGreenAtTheTop = [](const QImage& shot) {
+    const QRgb top = shot.pixel(960, 2);
+    return qGreen(top) > 200 && qRed(top) < 30 && qBlue(top) < 30;
+  };
+  EXPECT_TRUE(isGreenAtTheTop(waitForLightScreen(isGreenAtTheTop)));
+
+  window->orderOut();
+  EXPECT_EQ(window->view(), nullptr);
+  EXPECT_TRUE(waitForLightScreen([&](const QImage& shot) { return shot == before; }) == before)
+      << "the light screen does not show what it showed before the light";
+}
+
+TEST_F(WaylandOutputPlatformTest, AnOutputTheCompositorLacksGivesNoWindowAndOneLine) {
+  WaylandOutputPlatform platform([](const Screen&) { return std::string("NOWHERE-9"); });
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(platform.createLightWindow(lightScreen(), 30), nullptr);
+  const std::string said = ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(said.rfind("[Tarvelo] The light cannot be shown on NOWHERE-9: ", 0), 0U) << said;
+  EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1);
+}
+
+TEST_F(WaylandOutputPlatformTest, AScreenNoOutputShowsGivesNoWindowAndOneLine) {
+  WaylandOutputPlatform platform([](const Screen&) { return std::string(); });
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(platform.createLightWindow(lightScreen(), 30), nullptr);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "[Tarvelo] No Wayland output shows Light; the light stays off.\n");
+}
+
+TEST_F(WaylandOutputPlatformTest, HearsOfNoPointerMovesOutsideItsOwnSurfaces) {
+  WaylandOutputPlatform platform([](const Screen&) { return std::string("HEADLESS-2"); });
+  EXPECT_EQ(platform.addGlobalMouseMovedMonitor([] {}), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tarvelo
