@@ -10,6 +10,7 @@
 namespace tarvelo {
 
 class X11ShortcutGrab;
+class XkbLocalKeyFilter;
 
 // Key-down monitors for the X11 desktop. The global one holds passive grabs of
 // the application's shortcuts on the root window (see X11ShortcutGrab); the
@@ -48,11 +49,9 @@ class X11KeyMonitors final : public KeyMonitors {
   void removeMonitor(MonitorToken token) override;
 
  private:
-  class LocalKeyFilter;
-
   MonitorToken nextToken_ = 1;
   std::map<MonitorToken, std::unique_ptr<X11ShortcutGrab>> globalMonitors_;
-  std::map<MonitorToken, std::unique_ptr<LocalKeyFilter>> localMonitors_;
+  std::map<MonitorToken, std::unique_ptr<XkbLocalKeyFilter>> localMonitors_;
 };
 
 }  // namespace tarvelo
