@@ -1,5 +1,6 @@
 #include "app/linux_platform.h"
 
+#include <QGuiApplication>
 #include <QQuickWindow>
 #include <QSGRendererInterface>
 
@@ -13,30 +14,34 @@
 #include "app/qt_main_queue.h"
 #include "app/qt_settings_window_host.h"
 #include "app/qt_url_opener.h"
-#include "app/x11/x11_key_monitors.h"
+#include "app/display_server_session.h"
+#include "app/wayland/wayland_session.h"
+#include "app/x11/x11_session.h"
 #include "app/xdg_login_items.h"
-#include "capture/x11/x11_capture_backend.h"
-#include "displays/qt_screen_list.h"
-#include "displays/x11/x11_display_source.h"
-#include "output/x11/x11_output_platform.h"
 #include "ui/view_engine.h"
 
 namespace tarvelo {
 
+namespace {
+
+// The one place the display server's facilities are chosen: by the platform
+// Qt was started on (see useWaylandWhereTheSessionIsWayland).
+std::unique_ptr<DisplayServerSession> makeSession(QQmlEngine& viewEngine) {
+  if (QGuiApplication::platformName() == QLatin1String("wayland")) return makeWaylandSession();
+  return makeX11Session(viewEngine);
+}
+
+}  // namespace
+
 // Declared in the order they depend on each other: the main queue first,
-// the screen list after the display source it asks for output ids.
+// the view engine before every window whose view it makes.
 struct LinuxPlatform::Parts {
   explicit Parts(const QUrl& settingsViewUrl) : settingsWindows(views, settingsViewUrl) {}
 
   QtMainQueue mainQueue;
-  // Before every window whose view it makes.
   ui::ViewEngine views;
   QSettingsStore settings;
-  X11DisplaySource displaySource;
-  QtScreenList screens{[this](const std::string& name) { return displaySource.outputIdForName(name); }};
-  X11CaptureBackend capture;
-  X11OutputPlatform output{views, [this](const std::string& name) { return displaySource.outputIdForName(name); }};
-  X11KeyMonitors keys;
+  std::unique_ptr<DisplayServerSession> session = makeSession(views);
   XdgLoginItems loginItems = XdgLoginItems::forRunningProgram();
   LinuxPermission permission;
   QtUrlOpener urls;
@@ -46,8 +51,8 @@ struct LinuxPlatform::Parts {
 LinuxPlatform::LinuxPlatform(const QUrl& settingsViewUrl)
     : parts_(std::make_unique<Parts>(settingsViewUrl)),
       services_(std::make_unique<AppPlatform>(AppPlatform{
-          parts_->mainQueue, parts_->settings, parts_->displaySource, parts_->screens, parts_->capture, parts_->output,
-          parts_->keys, parts_->loginItems, parts_->permission, parts_->urls, parts_->settingsWindows})) {
+          parts_->mainQueue, parts_->settings, parts_->session->displaySource(), parts_->session->screens(),
+          parts_->session->capture(), parts_->session->output(), parts_->session->keys(), parts_->loginItems, parts_->permission, parts_->urls, parts_->settingsWindows})) {
   // Every start of the lights gets a capture queue of its own, and overlapping
   // starts (a burst of toggles) run several at once. glibc gives each such
   // thread a malloc arena of its own and keeps the arenas after the threads
@@ -76,6 +81,19 @@ void LinuxPlatform::chooseSceneGraphBackend() {
 
 std::unique_ptr<InstanceChannel> LinuxPlatform::makeInstanceChannel() {
   return std::make_unique<LocalSocketInstanceChannel>(LocalSocketInstanceChannel::directoryForCurrentUser());
+}
+
+}  // namespace tarvelo
+
+namespace tarvelo {
+
+bool LinuxPlatform::useWaylandWhereTheSessionIsWayland() {
+  if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+    return qEnvironmentVariable("QT_QPA_PLATFORM").startsWith(QLatin1String("wayland"));
+  }
+  if (!waylandCompositorAnswers()) return false;
+  qputenv("QT_QPA_PLATFORM", "wayland");
+  return true;
 }
 
 }  // namespace tarvelo

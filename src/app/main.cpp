@@ -7,6 +7,7 @@
 
 #include "app/application_identity.h"
 #include "app/command_line.h"
+#include "app/linux_platform.h"
 #include "app/single_instance.h"
 #include "app/tarvelo_app.h"
 #include "displays/x11/x11_display_source.h"
@@ -38,13 +39,15 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  // Qt gives up on a missing display by aborting; ask the server first so the
-  // user gets one readable line instead.
-  try {
-    tarvelo::X11DisplaySource probe;
-  } catch (const std::exception& error) {
-    std::cerr << "tarvelo: " << error.what() << std::endl;
-    return 1;
+  // Qt gives up on a missing display by aborting; ask the X server first so
+  // the user gets one readable line instead.
+  if (!tarvelo::LinuxPlatform::useWaylandWhereTheSessionIsWayland()) {
+    try {
+      tarvelo::X11DisplaySource probe;
+    } catch (const std::exception& error) {
+      std::cerr << "tarvelo: " << error.what() << std::endl;
+      return 1;
+    }
   }
 
   tarvelo::LinuxPlatform::chooseSceneGraphBackend();

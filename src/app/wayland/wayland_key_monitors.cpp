@@ -1,0 +1,30 @@
+#include "app/wayland/wayland_key_monitors.h"
+
+#include <QGuiApplication>
+
+#include <utility>
+
+#include "app/x11/xkb_local_key_filter.h"
+
+namespace tarvelo {
+
+WaylandKeyMonitors::WaylandKeyMonitors() = default;
+
+WaylandKeyMonitors::~WaylandKeyMonitors() = default;
+
+std::optional<MonitorToken> WaylandKeyMonitors::addGlobalKeyDownMonitor(
+    std::function<void(const KeyEvent&)> /*handler*/) {
+  return std::nullopt;
+}
+
+std::optional<MonitorToken> WaylandKeyMonitors::addLocalKeyDownMonitor(
+    std::function<void(const KeyEvent&)> handler) {
+  if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr) return std::nullopt;
+  const MonitorToken token = nextToken_++;
+  localMonitors_.emplace(token, std::make_unique<XkbLocalKeyFilter>(std::move(handler)));
+  return token;
+}
+
+void WaylandKeyMonitors::removeMonitor(MonitorToken token) { localMonitors_.erase(token); }
+
+}  // namespace tarvelo

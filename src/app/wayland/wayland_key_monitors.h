@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "app/app_platform.h"
+
+namespace tarvelo {
+
+class XkbLocalKeyFilter;
+
+// Key-down monitors of a Wayland session. A Wayland client hears only the keys
+// typed into its own surfaces, so there is no global monitor: the desktop's
+// own keyboard settings bind the shortcuts to `tarvelo --toggle` and its kin.
+// The local monitor works as on X11 (XkbLocalKeyFilter).
+class WaylandKeyMonitors final : public KeyMonitors {
+ public:
+  WaylandKeyMonitors();
+  ~WaylandKeyMonitors() override;
+
+  WaylandKeyMonitors(const WaylandKeyMonitors&) = delete;
+  WaylandKeyMonitors& operator=(const WaylandKeyMonitors&) = delete;
+
+  // Always absent.
+  std::optional<MonitorToken> addGlobalKeyDownMonitor(std::function<void(const KeyEvent&)> handler) override;
+  // Absent when there is no QGuiApplication; the handler runs on the main thread.
+  std::optional<MonitorToken> addLocalKeyDownMonitor(std::function<void(const KeyEvent&)> handler) override;
+  void removeMonitor(MonitorToken token) override;
+
+ private:
+  MonitorToken nextToken_ = 1;
+  std::map<MonitorToken, std::unique_ptr<XkbLocalKeyFilter>> localMonitors_;
+};
+
+}  // namespace tarvelo

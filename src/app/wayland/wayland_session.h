@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+
+#include "app/display_server_session.h"
+
+namespace tarvelo {
+
+// Whether this is a Wayland session: WAYLAND_DISPLAY is set and a compositor
+// answers on it. Asked before the application object exists, so that Qt is
+// started on the platform the program then uses.
+bool waylandCompositorAnswers();
+
+// Everything Wayland: Qt's wayland platform for the displays, the desktop's
+// screen-cast portal and PipeWire for the capture, a layer surface of our own
+// for the light, and only our own windows' keys. The desktop's permission to
+// share the screen is kept in an owner-only file beside the settings.
+// Needs a QGuiApplication on the wayland platform.
+std::unique_ptr<DisplayServerSession> makeWaylandSession();
+
+}  // namespace tarvelo

@@ -1,0 +1,61 @@
+#!/bin/sh
+# The program on a Wayland session, from outside: on the headless two-output
+# rig it captures the upper output through the screen-cast portal and lights
+# the lower one, follows a new picture, keeps the desktop's grant in an
+# owner-only file, and takes the light away when a second launch stops it.
+#
+#   wayland_end_to_end.sh TARVELO_BINARY RIG_SCRIPT RIG_NAME
+set -eu
+tarvelo=$1 rig=$2 name=$3
+in_rig() { "$rig" run "$name" "$@"; }
+fail() { echo "FAIL: $*" >&2; exit 1; }
+
+scratch=$(in_rig mktemp -d)
+log=$(mktemp)
+cleanup() {
+  in_rig "$tarvelo" --stop > /dev/null 2>&1 || true
+  in_rig rm -rf "$scratch"
+  [ -n "${program:-}" ] && kill "$program" 2> /dev/null || true
+  rm -f "$log"
+}
+trap cleanup EXIT
+
+# The red, green and blue of one pixel of the light screen: HEADLESS-2 lies at
+# 960,2160 in the layout; the probe is in the middle of its top edge, where the
+# light's strips are opaque.
+probe() {
+  in_rig sh -c "grim -g '1920,2164 1x1' -t ppm - | tail -c 3 | od -An -tu1"
+}
+# Waits until the probe satisfies the awk condition on r, g and b.
+wait_for_light() {  # condition what
+  tries=0
+  while [ $tries -lt 60 ]; do
+    if probe | awk "{ r = \$1; g = \$2; b = \$3; exit !($1) }"; then return 0; fi
+    tries=$((tries + 1)); sleep 0.25
+  done
+  fail "the light screen never showed $2 (last probe: $(probe))"
+}
+
+in_rig swaymsg "output HEADLESS-2 bg #000000 solid_color" > /dev/null
+in_rig swaymsg "output HEADLESS-1 bg #c04020 solid_color" > /dev/null
+wait_for_light "r < 10 && g < 10 && b < 10" "black before the lights"
+
+in_rig "$tarvelo" --start > "$log" 2>&1 &
+program=$!
+
+wait_for_light "r > g + 80 && r > b + 80" "the movie screen's red"
+in_rig swaymsg "output HEADLESS-1 bg #2050d0 solid_color" > /dev/null
+wait_for_light "b > r + 80 && b > g + 40" "the movie screen's new blue"
+
+token=$(in_rig sh -c 'echo "$XDG_CONFIG_HOME/Tarvelo/screen-cast-restore-token"')
+mode=$(in_rig stat -c %a "$token") || fail "no screen-sharing grant was kept at $token"
+[ "$mode" = 600 ] || fail "the screen-sharing grant is readable by others (mode $mode)"
+
+# A second launch hands its command to the running one and ends at once.
+in_rig "$tarvelo" --stop || fail "the second launch did not end with status 0"
+wait_for_light "r < 10 && g < 10 && b < 10" "black after the lights stopped"
+kill "$program" 2> /dev/null || true
+wait "$program" 2> /dev/null || true
+program=
+if grep -q "Failed to start capture" "$log"; then fail "$(cat "$log")"; fi
+echo "the light followed the movie screen on Wayland and went when stopped"
