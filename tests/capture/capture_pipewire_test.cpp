@@ -31,22 +31,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::string run(const std::string& command) {
-  std::string output;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return output;
-  std::array<char, 512> chunk{};
-  while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) output += chunk.data();
-  const int status = pclose(pipe);
-  if (status != 0) ADD_FAILURE() << command << " failed (" << status << "): " << output;
-  return output;
-}
+using testing::runInRig;
 
-void rig(const std::string& arguments) {
-  run(std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-wayland.sh " + arguments + " 2>&1");
-}
-
-void sway(const std::string& command) { run("swaymsg '" + command + "' 2>&1"); }
+void sway(const std::string& command) { runInRig("swaymsg '" + command + "' 2>&1"); }
 
 struct Colour {
   int red, green, blue;
@@ -173,7 +160,7 @@ const std::array<int, 4> kWholeFrame{0, 0, 160, 100};
 class PipeWireCaptureTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    rig("layout " TARVELO_TEST_WAYLAND_RIG " 4k-over-hd");
+    testing::useRigLayout("4k-over-hd");
     sway("output HEADLESS-1 bg #000000 solid_color; output HEADLESS-2 bg #000000 solid_color");
   }
 
@@ -232,7 +219,7 @@ TEST_F(PipeWireCaptureTest, ASecondStartAsksWithTheRestoreTokenOfTheFirst) {
   // The rig's portal backend notes each share it restores from a token's data.
   const auto restoredShares = [] {
     const std::string log = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/../portal-wlr.log";
-    return run("grep -c 'restore data available' " + log + " || true");
+    return runInRig("grep -c 'restore data available' " + log + " || true");
   };
   const std::string restoredBefore = restoredShares();
 

@@ -47,21 +47,8 @@ const DisplayRect kBottomHd{960, 2160, 1920, 1080};
 
 DisplayId connectorId(const std::string& name) { return *stableDisplayId(DisplayIdentity{name, "", "", ""}); }
 
-std::string run(const std::string& command) {
-  std::string output;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return output;
-  std::array<char, 512> chunk{};
-  while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) output += chunk.data();
-  const int status = pclose(pipe);
-  if (status != 0) ADD_FAILURE() << command << " failed (" << status << "): " << output;
-  return output;
-}
-
-void applyLayout(const std::string& layout) {
-  run(std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-wayland.sh layout " TARVELO_TEST_WAYLAND_RIG " " + layout +
-      " 2>&1");
-}
+using testing::runInRig;
+using testing::useRigLayout;
 
 // Lets Qt read the compositor's events until `done` holds; false on timeout.
 bool processEventsUntil(const std::function<bool()>& done) {
@@ -75,7 +62,7 @@ bool processEventsUntil(const std::function<bool()>& done) {
 
 // Whether the compositor still drives `output`, by its own account.
 bool compositorDrives(const std::string& output) {
-  const QJsonDocument outputs = QJsonDocument::fromJson(QByteArray::fromStdString(run("swaymsg -t get_outputs")));
+  const QJsonDocument outputs = QJsonDocument::fromJson(QByteArray::fromStdString(runInRig("swaymsg -t get_outputs")));
   for (const QJsonValue entry : outputs.array()) {
     const QJsonObject object = entry.toObject();
     if (object.value("name").toString().toStdString() == output) return object.value("active").toBool();
@@ -87,7 +74,7 @@ bool compositorDrives(const std::string& output) {
 // wlroots' headless backend (0.15, under sway 1.7) refuses to disable an
 // output, whatever sway answers: there no unplug can be staged.
 bool unplugLowerOutput() {
-  applyLayout("bottom-off");
+  useRigLayout("bottom-off");
   return !compositorDrives("HEADLESS-2");
 }
 
@@ -106,7 +93,7 @@ const OnlineDisplay* find(const std::vector<OnlineDisplay>& displays, DisplayId 
 class WaylandDisplaySourceTest : public ::testing::Test {
  protected:
   void TearDown() override {
-    applyLayout("4k-over-hd");
+    useRigLayout("4k-over-hd");
     processEventsUntil([this] {
       const auto displays = source.onlineDisplays();
       const OnlineDisplay* bottom = find(displays, connectorId("HEADLESS-2"));
@@ -173,7 +160,7 @@ TEST_F(WaylandDisplaySourceTest, TheManagerNamesThemByTheirModelAndFindsTheArran
 TEST_F(WaylandDisplaySourceTest, ASecondProcessGivesTheDisplaysTheSameIds) {
   std::ostringstream expected;
   for (const OnlineDisplay& display : source.onlineDisplays()) expected << display.id << "\n";
-  const std::string secondRun = run("/proc/" + std::to_string(getpid()) + "/exe --print-display-ids 2>/dev/null");
+  const std::string secondRun = runInRig("/proc/" + std::to_string(getpid()) + "/exe --print-display-ids 2>/dev/null");
   EXPECT_EQ(secondRun, expected.str());
   EXPECT_NE(secondRun, "");
 }
@@ -188,7 +175,7 @@ TEST_F(WaylandDisplaySourceTest, UnpluggingAndReplugginTheLowerOutputSendsItsNot
   EXPECT_NE(std::find(noticed.begin(), noticed.end(), bottomId), noticed.end());
 
   noticed.clear();
-  applyLayout("4k-over-hd");
+  useRigLayout("4k-over-hd");
   ASSERT_TRUE(processEventsUntil([&] {
     const auto displays = source.onlineDisplays();
     const OnlineDisplay* bottom = find(displays, bottomId);
@@ -220,7 +207,7 @@ TEST_F(WaylandDisplaySourceTest, TheManagersOwnerHearsOfAnUnplugOnTheMainQueue) 
 
 TEST_F(WaylandDisplaySourceTest, RearrangingTheOutputsMovesTheirBoundsAndSendsNotices) {
   recordNotices();
-  applyLayout("stacked");
+  useRigLayout("stacked");
   const DisplayRect topHd{0, 0, 1920, 1080};
   const DisplayRect bottomHd{0, 1080, 1920, 1080};
   ASSERT_TRUE(processEventsUntil([&] {
@@ -243,7 +230,7 @@ TEST_F(WaylandDisplaySourceTest, AnUnregisteredHandlerHearsNothingMore) {
   int calls = 0;
   source.setReconfigurationHandler([&calls](DisplayId, std::uint32_t) { ++calls; });
   source.setReconfigurationHandler({});
-  applyLayout("stacked");
+  useRigLayout("stacked");
   ASSERT_TRUE(processEventsUntil([&] {
     const auto displays = source.onlineDisplays();
     const OnlineDisplay* top = find(displays, connectorId("HEADLESS-1"));

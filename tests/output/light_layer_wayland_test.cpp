@@ -45,11 +45,7 @@ bool run(const std::string& command) {
   return status == 0;
 }
 
-void rigLayout(const std::string& layout) {
-  ASSERT_TRUE(run(std::string(TARVELO_SOURCE_DIR) + "/scripts/virtual-wayland.sh layout " TARVELO_TEST_WAYLAND_RIG
-                  " " + layout))
-      << "layout " << layout;
-}
+using testing::useRigLayout;
 
 // Every zone and channel different, none saturating at brightness 1.4.
 ZoneColorList distinctZones(float shift) {
@@ -64,7 +60,7 @@ ZoneColorList distinctZones(float shift) {
 class LayerLightOnWayland : public ::testing::Test {
  protected:
   void SetUp() override {
-    rigLayout("4k-over-hd");
+    useRigLayout("4k-over-hd");
     char pattern[] = "/tmp/tarvelo-light-layer-XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
     shots_ = pattern;
@@ -74,7 +70,7 @@ class LayerLightOnWayland : public ::testing::Test {
     view_.reset();
     light_.reset();
     if (std::getenv("TARVELO_KEEP_SHOTS") == nullptr) run("rm -rf '" + shots_ + "'");
-    rigLayout("4k-over-hd");
+    useRigLayout("4k-over-hd");
   }
 
   WaylandLayerLight& open() {
@@ -193,7 +189,7 @@ TEST_F(LayerLightOnWayland, ReportsTheLossOfItsOutputAndOutlivesIt) {
   light.dispatch(100ms);
   ASSERT_FALSE(light.isLost());
 
-  rigLayout("bottom-off");
+  useRigLayout("bottom-off");
   if (outputIsActive("HEADLESS-2")) GTEST_SKIP() << "this compositor cannot switch HEADLESS-2 off";
   const auto deadline = std::chrono::steady_clock::now() + 5s;
   while (!light.isLost() && std::chrono::steady_clock::now() < deadline) light.dispatch(100ms);
@@ -209,7 +205,7 @@ TEST_F(LayerLightOnWayland, ReportsTheLossOfItsOutputAndOutlivesIt) {
   EXPECT_EQ(reasons.size(), 1u);
 
   // With the output back, a new light opens there.
-  rigLayout("4k-over-hd");
+  useRigLayout("4k-over-hd");
   view_.reset();
   light_.reset();
   std::this_thread::sleep_for(200ms);

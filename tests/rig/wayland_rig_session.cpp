@@ -1,5 +1,7 @@
 #include "rig/wayland_rig_session.h"
 
+#include <gtest/gtest.h>
+
 #include <unistd.h>
 
 #include <array>
@@ -49,6 +51,24 @@ bool joinWaylandRig(int argc, char** argv) {
   }
   takeRigEnvironment();
   return true;
+}
+
+std::string runInRig(const std::string& command) {
+  std::string output;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) {
+    ADD_FAILURE() << command << " could not be run";
+    return output;
+  }
+  std::array<char, 512> chunk{};
+  while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) output += chunk.data();
+  const int status = pclose(pipe);
+  if (status != 0) ADD_FAILURE() << command << " failed (" << status << "): " << output;
+  return output;
+}
+
+void useRigLayout(const std::string& layout) {
+  runInRig(std::string(kRigScript) + " layout " TARVELO_TEST_WAYLAND_RIG " " + layout + " 2>&1");
 }
 
 }  // namespace tarvelo::testing

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 namespace tarvelo::testing {
 
 // Whether gtest was asked only to list the tests, which needs no rig.
@@ -13,5 +15,13 @@ bool isListingTests(int argc, char** argv);
 // taken over, as `virtual-wayland.sh env` prints it. False, with the reason
 // on standard error, when the process could not run as the rig's user.
 bool joinWaylandRig(int argc, char** argv);
+
+// Runs a shell command inside the rig and returns what it printed; a command
+// that fails fails the test, with its output.
+std::string runInRig(const std::string& command);
+
+// Arranges the rig's outputs as `virtual-wayland.sh layout` names them
+// (4k-over-hd, stacked, side-by-side, reversed, top-off, bottom-off).
+void useRigLayout(const std::string& layout);
 
 }  // namespace tarvelo::testing
