@@ -52,7 +52,8 @@ LinuxPlatform::LinuxPlatform(const QUrl& settingsViewUrl)
     : parts_(std::make_unique<Parts>(settingsViewUrl)),
       services_(std::make_unique<AppPlatform>(AppPlatform{
           parts_->mainQueue, parts_->settings, parts_->session->displaySource(), parts_->session->screens(),
-          parts_->session->capture(), parts_->session->output(), parts_->session->keys(), parts_->loginItems, parts_->permission, parts_->urls, parts_->settingsWindows})) {
+          parts_->session->capture(), parts_->session->output(), parts_->session->keys(), parts_->loginItems,
+          parts_->permission, parts_->urls, parts_->settingsWindows})) {
   // Every start of the lights gets a capture queue of its own, and overlapping
   // starts (a burst of toggles) run several at once. glibc gives each such
   // thread a malloc arena of its own and keeps the arenas after the threads
@@ -82,10 +83,6 @@ void LinuxPlatform::chooseSceneGraphBackend() {
 std::unique_ptr<InstanceChannel> LinuxPlatform::makeInstanceChannel() {
   return std::make_unique<LocalSocketInstanceChannel>(LocalSocketInstanceChannel::directoryForCurrentUser());
 }
-
-}  // namespace tarvelo
-
-namespace tarvelo {
 
 bool LinuxPlatform::useWaylandWhereTheSessionIsWayland() {
   if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
