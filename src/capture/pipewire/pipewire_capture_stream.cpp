@@ -32,6 +32,7 @@ namespace {
 constexpr std::int64_t kSamplesX = 4;
 constexpr std::int64_t kSamplesY = 2;
 constexpr std::chrono::seconds kConnectTimeout{10};
+constexpr int kBuffers = 3;
 
 void initPipeWireOnce() {
   static std::once_flag once;
@@ -77,13 +78,14 @@ struct PipeWireCaptureStream::Shared : std::enable_shared_from_this<Shared> {
   std::optional<MemoryPixelOrder> order;
   std::int64_t width = 0;
   std::int64_t height = 0;
-  pw_buffer* latest = nullptr;  // the newest picture not yet delivered, held back from the compositor
   MemoryFrameScaler scaler;
+  std::optional<Frame> held;  // the newest picture, scaled (in the scaler's frame), not yet delivered
   ChangePacer pacer;
   pw_stream_state state = PW_STREAM_STATE_UNCONNECTED;
   std::string failure;  // why the stream or the connection failed
   bool hasStreamed = false;
 
+  void take(pw_buffer* buffer);
   void deliverIfDue();
   void end(std::string reason);
 };
@@ -112,11 +114,15 @@ void onStreamParamChanged(void* data, uint32_t id, const spa_pod* param) {
   shared.height = info.size.height;
 
   // Shared memory only: the pictures are read by the CPU, a few samples each.
+  // Three buffers at least: with two, a producer that finds both on their way
+  // to us while our thread is late (a busy machine) drops the picture, and the
+  // wlroots portal then stops casting altogether.
   std::uint8_t storage[1024];
   spa_pod_builder builder = SPA_POD_BUILDER_INIT(storage, sizeof(storage));
   const spa_pod* params[2];
   params[0] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
-      &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_dataType,
+      &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
+      SPA_POD_CHOICE_RANGE_Int(kBuffers, kBuffers, 8), SPA_PARAM_BUFFERS_dataType,
       SPA_POD_CHOICE_FLAGS_Int((1 << SPA_DATA_MemFd) | (1 << SPA_DATA_MemPtr))));
   params[1] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
       &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_VideoCrop),
@@ -127,24 +133,21 @@ void onStreamParamChanged(void* data, uint32_t id, const spa_pod* param) {
 void onStreamProcess(void* data) {
   auto& shared = *static_cast<PipeWireCaptureStream::Shared*>(data);
   // Only the newest picture matters; older ones go straight back.
+  pw_buffer* newest = nullptr;
   while (pw_buffer* buffer = pw_stream_dequeue_buffer(shared.stream)) {
     const spa_data& plane = buffer->buffer->datas[0];
     const bool hasPicture = plane.data != nullptr && plane.chunk != nullptr && plane.chunk->size > 0 &&
                             (plane.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) == 0;
-    if (!hasPicture) {
+    if (newest != nullptr && hasPicture) pw_stream_queue_buffer(shared.stream, newest);
+    if (hasPicture) {
+      newest = buffer;
+    } else {
       pw_stream_queue_buffer(shared.stream, buffer);
-      continue;
     }
-    if (shared.latest != nullptr) pw_stream_queue_buffer(shared.stream, shared.latest);
-    shared.latest = buffer;
-    shared.pacer.noteChange();
   }
+  if (newest == nullptr) return;
+  shared.take(newest);
   shared.deliverIfDue();
-}
-
-void onRemoveBuffer(void* data, pw_buffer* buffer) {
-  auto& shared = *static_cast<PipeWireCaptureStream::Shared*>(data);
-  if (shared.latest == buffer) shared.latest = nullptr;
 }
 
 void onCoreError(void* data, uint32_t id, int, int result, const char* message) {
@@ -163,7 +166,6 @@ const pw_stream_events kStreamEvents = [] {
   events.version = PW_VERSION_STREAM_EVENTS;
   events.state_changed = onStreamStateChanged;
   events.param_changed = onStreamParamChanged;
-  events.remove_buffer = onRemoveBuffer;
   events.process = onStreamProcess;
   return events;
 }();
@@ -177,27 +179,12 @@ const pw_core_events kCoreEvents = [] {
 
 }  // namespace
 
-// On the PipeWire thread: scales the newest picture when the pacer allows, hands
-// the buffer back to the compositor at once, and delivers the small frame on
-// the output queue. One delivery is in flight at a time.
-void PipeWireCaptureStream::Shared::deliverIfDue() {
-  if (latest == nullptr || isStopped) return;
-  const ChangePacer::Clock::time_point now = ChangePacer::Clock::now();
-  if (!pacer.isDue(now)) {
-    if (const auto due = pacer.dueTime()) {
-      const auto wait = std::chrono::duration_cast<std::chrono::nanoseconds>(*due - now);
-      timespec value{};
-      value.tv_sec = static_cast<time_t>(wait.count() / 1'000'000'000);
-      value.tv_nsec = static_cast<long>(wait.count() % 1'000'000'000);
-      if (value.tv_sec == 0 && value.tv_nsec == 0) value.tv_nsec = 1;
-      pw_loop_update_timer(pw_thread_loop_get_loop(loop), timer, &value, nullptr, false);
-    }
-    return;
-  }
-  pw_buffer* buffer = latest;
-  latest = nullptr;
-  std::vector<std::uint8_t> pixels;
-  Frame frame;
+// On the PipeWire thread: scales a new picture at once and gives its buffer
+// back before the callback returns, so only the small frame waits for its
+// delivery slot. Holding the buffer instead would save the scaling of pictures
+// that are never delivered, but a producer with two buffers (the wlroots
+// portal) stops casting for good when it finds neither free.
+void PipeWireCaptureStream::Shared::take(pw_buffer* buffer) {
   std::optional<std::string> unreadable;
   try {
     if (!order) throw std::runtime_error("the compositor shares pixels in a format Tarvelo cannot read");
@@ -220,18 +207,35 @@ void PipeWireCaptureStream::Shared::deliverIfDue() {
         source = cropped;
       }
     }
-    const Frame scaled = scaler.scale(picture, source);
-    pixels.resize(static_cast<std::size_t>(scaled.bytesPerRow * scaled.height));
-    std::memcpy(pixels.data(), scaled.bytes, pixels.size());
-    frame = scaled;
+    held = scaler.scale(picture, source);
+    pacer.noteChange();
   } catch (const std::exception& error) {
     unreadable = error.what();
   }
   pw_stream_queue_buffer(stream, buffer);
-  if (unreadable) {
-    end(*unreadable);
+  if (unreadable) end(*unreadable);
+}
+
+// On the PipeWire thread: delivers the held frame on the output queue when the
+// pacer allows, or sets the timer for when it will. One delivery is in flight
+// at a time.
+void PipeWireCaptureStream::Shared::deliverIfDue() {
+  if (!held || isStopped) return;
+  const ChangePacer::Clock::time_point now = ChangePacer::Clock::now();
+  if (!pacer.isDue(now)) {
+    if (const auto due = pacer.dueTime()) {
+      const auto wait = std::chrono::duration_cast<std::chrono::nanoseconds>(*due - now);
+      timespec value{};
+      value.tv_sec = static_cast<time_t>(wait.count() / 1'000'000'000);
+      value.tv_nsec = static_cast<long>(wait.count() % 1'000'000'000);
+      if (value.tv_sec == 0 && value.tv_nsec == 0) value.tv_nsec = 1;
+      pw_loop_update_timer(pw_thread_loop_get_loop(loop), timer, &value, nullptr, false);
+    }
     return;
   }
+  Frame frame = *held;
+  held.reset();
+  std::vector<std::uint8_t> pixels(frame.bytes, frame.bytes + frame.bytesPerRow * frame.height);
   pacer.started(now);
   queue->post([self = shared_from_this(), pixels = std::move(pixels), frame]() mutable {
     if (!self->isStopped) {
@@ -366,13 +370,22 @@ std::exception_ptr PipeWireCaptureStream::setUp() {
     const spa_fraction defaultRate = SPA_FRACTION(0, 1);
     const spa_fraction minRate = SPA_FRACTION(0, 1);
     const spa_fraction maxRate = SPA_FRACTION(1000, 1);
+    // Our frame rate as the producer's cap: a wlroots compositor then copies
+    // the screen no more often than we deliver it.
+    const FrameInterval& interval = configuration_.minimumFrameInterval;
+    const spa_fraction ourRate = interval.value > 0 && interval.timescale > 0
+                                     ? SPA_FRACTION(static_cast<std::uint32_t>(interval.timescale),
+                                                    static_cast<std::uint32_t>(interval.value))
+                                     : maxRate;
+    const spa_fraction slowestRate = SPA_FRACTION(1, 1);
     const spa_pod* format = static_cast<const spa_pod*>(spa_pod_builder_add_object(
         &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
         SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw), SPA_FORMAT_VIDEO_format,
         SPA_POD_CHOICE_ENUM_Id(5, SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_BGRA,
                                SPA_VIDEO_FORMAT_RGBx, SPA_VIDEO_FORMAT_RGBA),
         SPA_FORMAT_VIDEO_size, SPA_POD_CHOICE_RANGE_Rectangle(&defaultSize, &minSize, &maxSize),
-        SPA_FORMAT_VIDEO_framerate, SPA_POD_CHOICE_RANGE_Fraction(&defaultRate, &minRate, &maxRate)));
+        SPA_FORMAT_VIDEO_framerate, SPA_POD_CHOICE_RANGE_Fraction(&defaultRate, &minRate, &maxRate),
+        SPA_FORMAT_VIDEO_maxFramerate, SPA_POD_CHOICE_RANGE_Fraction(&ourRate, &slowestRate, &ourRate)));
     const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS);
     if (const int result = pw_stream_connect(shared.stream, PW_DIRECTION_INPUT, grant.nodeId, flags, &format, 1);
         result < 0) {
