@@ -55,6 +55,10 @@ class PermissionService {
   virtual void request() = 0;
   // Where the user grants the permission; absent when it cannot be formed.
   virtual std::optional<std::string> privacySettingsUrl() = 0;
+  // Where request() returns before the user answers (a desktop's own dialog),
+  // `answered` runs on the main thread once they have; an empty function
+  // stops it. Elsewhere the answer is read with preflight() alone.
+  virtual void setAnswerHandler(std::function<void()> answered) { (void)answered; }
 };
 
 class UrlOpener {

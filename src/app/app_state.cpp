@@ -99,12 +99,14 @@ AppState::AppState(AppPlatform& platform, QObject* parent)
   loadSavedPreferences();
   refreshDisplays();
   setHasPermission(platform_.permission.preflight());
+  platform_.permission.setAnswerHandler([this] { permissionWasAnswered(); });
   installDisplayListener();
   setupHotkeys();
   scheduleAutoStart();
 }
 
 AppState::~AppState() {
+  platform_.permission.setAnswerHandler({});
   if (globalHotKeyMonitor_) platform_.keys.removeMonitor(*globalHotKeyMonitor_);
   if (localHotKeyMonitor_) platform_.keys.removeMonitor(*localHotKeyMonitor_);
 }
@@ -580,6 +582,15 @@ void AppState::requestPermission() {
   setHasPermission(platform_.permission.preflight());
   if (hasPermission_) return;
   if (const std::optional<std::string> url = platform_.permission.privacySettingsUrl()) platform_.urls.open(*url);
+}
+
+// The user answered the desktop's dialog after requestPermission returned. A
+// grant takes the permission card away, and a start that stopped for want of
+// it (its error still shows) goes on: the user asked for the lights, the
+// desktop asked them, they allowed it.
+void AppState::permissionWasAnswered() {
+  setHasPermission(platform_.permission.preflight());
+  if (hasPermission_ && errorMessage_ == std::optional<std::string>(kPermissionRequiredText)) start();
 }
 
 void AppState::openSettingsWindow() {

@@ -214,6 +214,7 @@ class AppState final : public QObject {
   void setAvailableDisplays(std::vector<DisplayInfo> value);
   void setErrorMessage(std::optional<std::string> value);
   void setHasPermission(bool value);
+  void permissionWasAnswered();
 
   AppPlatform& platform_;
 

@@ -8,7 +8,6 @@
 
 #include <filesystem>
 
-#include "app/linux_permission.h"
 #include "app/local_socket_instance_channel.h"
 #include "app/qsettings_store.h"
 #include "app/qt_main_queue.h"
@@ -43,7 +42,6 @@ struct LinuxPlatform::Parts {
   QSettingsStore settings;
   std::unique_ptr<DisplayServerSession> session = makeSession(views);
   XdgLoginItems loginItems = XdgLoginItems::forRunningProgram();
-  LinuxPermission permission;
   QtUrlOpener urls;
   QtSettingsWindowHost settingsWindows;
 };
@@ -53,7 +51,7 @@ LinuxPlatform::LinuxPlatform(const QUrl& settingsViewUrl)
       services_(std::make_unique<AppPlatform>(AppPlatform{
           parts_->mainQueue, parts_->settings, parts_->session->displaySource(), parts_->session->screens(),
           parts_->session->capture(), parts_->session->output(), parts_->session->keys(), parts_->loginItems,
-          parts_->permission, parts_->urls, parts_->settingsWindows})) {
+          parts_->session->permission(), parts_->urls, parts_->settingsWindows})) {
   // Every start of the lights gets a capture queue of its own, and overlapping
   // starts (a burst of toggles) run several at once. glibc gives each such
   // thread a malloc arena of its own and keeps the arenas after the threads

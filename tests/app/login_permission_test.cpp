@@ -138,6 +138,67 @@ TEST_F(PermissionTest, NothingPollsForAGrantBetweenStartsAndRequests) {
   EXPECT_EQ(fakes.permission.preflightCalls, 1);
 }
 
+TEST_F(PermissionTest, AStartWaitingForTheDesktopsGrantGoesOnWhenItComes) {
+  useStackedDisplays();
+  fakes.permission.granted = false;
+  AppState& state = create();
+  state.start();
+  ASSERT_FALSE(state.hasPermission());
+  ASSERT_TRUE(state.errorMessage().has_value());
+  ASSERT_FALSE(state.isRunning());
+  ASSERT_TRUE(fakes.permission.answered);
+
+  fakes.permission.granted = true;
+  fakes.permission.answered();
+  fakes.capture.joinCompletionThreads();
+  fakes.mainQueue.runPending();
+  EXPECT_TRUE(state.hasPermission());
+  EXPECT_EQ(state.errorMessage(), std::nullopt);
+  EXPECT_TRUE(state.isRunning());
+  EXPECT_EQ(fakes.output.lightWindows.size(), 1U);
+}
+
+TEST_F(PermissionTest, AGrantAskedForWithoutAStartOnlyTakesTheCardAway) {
+  useStackedDisplays();
+  fakes.permission.granted = false;
+  AppState& state = create();
+  state.requestPermission();
+  fakes.permission.granted = true;
+  fakes.permission.answered();
+  EXPECT_TRUE(state.hasPermission());
+  EXPECT_FALSE(state.isRunning());
+}
+
+TEST_F(PermissionTest, ARefusalAnsweredLaterKeepsTheCardAndItsError) {
+  fakes.permission.granted = false;
+  AppState& state = create();
+  state.start();
+  const std::optional<std::string> error = state.errorMessage();
+  fakes.permission.answered();
+  EXPECT_FALSE(state.hasPermission());
+  EXPECT_EQ(state.errorMessage(), error);
+}
+
+TEST_F(PermissionTest, AGrantLeavesAnErrorOfAnotherKindAlone) {
+  fakes.permission.granted = false;
+  AppState& state = create();
+  fakes.displays.displays.clear();
+  fakes.permission.granted = true;
+  state.start();
+  const std::optional<std::string> error = state.errorMessage();
+  ASSERT_TRUE(error.has_value());
+  fakes.permission.answered();
+  EXPECT_TRUE(state.hasPermission());
+  EXPECT_EQ(state.errorMessage(), error);
+}
+
+TEST_F(PermissionTest, AnAnswerAfterTheStateIsGoneReachesNothing) {
+  create();
+  ASSERT_TRUE(fakes.permission.answered);
+  appState.reset();
+  EXPECT_FALSE(fakes.permission.answered);
+}
+
 class SettingsWindowTest : public ::testing::Test, protected AppStateHarness {};
 
 TEST_F(SettingsWindowTest, OpeningCreatesTheTitledWindowOnceBringsItForwardAndActivates) {

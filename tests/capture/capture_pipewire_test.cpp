@@ -22,8 +22,8 @@
 #include <vector>
 
 #include "capture/pipewire/pipewire_capture_backend.h"
-#include "capture/pipewire/screen_cast_restore_token.h"
 #include "capture/serial_queue.h"
+#include "fakes/fake_restore_token_store.h"
 #include "rig/wayland_rig_session.h"
 
 namespace tarvelo {
@@ -37,26 +37,6 @@ void sway(const std::string& command) { runInRig("swaymsg '" + command + "' 2>&1
 
 struct Colour {
   int red, green, blue;
-};
-
-class InMemoryTokens final : public RestoreTokenStore {
- public:
-  std::optional<std::string> restoreToken() override {
-    const std::lock_guard guard(mutex_);
-    ++reads;
-    return token;
-  }
-  void storeRestoreToken(const std::string& value) override {
-    const std::lock_guard guard(mutex_);
-    token = value;
-    stored.push_back(value);
-  }
-  std::optional<std::string> token;
-  std::vector<std::string> stored;
-  int reads = 0;
-
- private:
-  std::mutex mutex_;
 };
 
 // Keeps a copy of the newest frame and the stream's end.
@@ -164,7 +144,7 @@ class PipeWireCaptureTest : public ::testing::Test {
     sway("output HEADLESS-1 bg #000000 solid_color; output HEADLESS-2 bg #000000 solid_color");
   }
 
-  std::shared_ptr<InMemoryTokens> tokens_ = std::make_shared<InMemoryTokens>();
+  std::shared_ptr<testing::FakeRestoreTokenStore> tokens_ = std::make_shared<testing::FakeRestoreTokenStore>();
   PipeWireCaptureBackend backend_{[] { return std::vector<DisplayId>{1, 2}; }, tokens_};
   std::shared_ptr<SerialQueue> queue_ = std::make_shared<SerialQueue>("com.tarvelo.capture");
   RecordingDelegate delegate_;
@@ -212,8 +192,8 @@ TEST_F(PipeWireCaptureTest, ASecondStartAsksWithTheRestoreTokenOfTheFirst) {
     first->addStreamOutput(queue_);
     ASSERT_EQ(describe(startAndWait(*first)), "no error");
   }
-  ASSERT_EQ(tokens_->stored.size(), 1u) << "the portal handed out no restore token";
-  const std::string firstToken = tokens_->stored.front();
+  ASSERT_EQ(tokens_->stored().size(), 1u) << "the portal handed out no restore token";
+  const std::string firstToken = tokens_->stored().front();
   EXPECT_FALSE(firstToken.empty());
 
   // The rig's portal backend notes each share it restores from a token's data.
@@ -227,8 +207,8 @@ TEST_F(PipeWireCaptureTest, ASecondStartAsksWithTheRestoreTokenOfTheFirst) {
   auto stream = backend_.makeStream(1, smallFrames(), second);
   stream->addStreamOutput(queue_);
   ASSERT_EQ(describe(startAndWait(*stream)), "no error");
-  EXPECT_EQ(tokens_->reads, 2);
-  ASSERT_EQ(tokens_->stored.size(), 2u);
+  EXPECT_EQ(tokens_->reads(), 2);
+  ASSERT_EQ(tokens_->stored().size(), 2u);
   EXPECT_EQ(std::stoi(restoredShares()), std::stoi(restoredBefore) + 1) << "the first grant's token was not used";
   sway("output HEADLESS-1 bg #3060f0 solid_color");
   EXPECT_TRUE(second.waitForPicture({{kWholeFrame, {0x30, 0x60, 0xf0}}}));

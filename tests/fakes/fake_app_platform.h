@@ -149,6 +149,10 @@ class FakePermissionService final : public PermissionService {
     if (grantsOnRequest) granted = true;
   }
 
+  // What the owner runs when the user answers a desktop's dialog later.
+  std::function<void()> answered;
+  void setAnswerHandler(std::function<void()> handler) override { answered = std::move(handler); }
+
   std::optional<std::string> privacySettingsUrl() override { return url; }
 };
 

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "app/wayland/screen_sharing_permission.h"
 #include "app/wayland/wayland_key_monitors.h"
 #include "capture/pipewire/pipewire_capture_backend.h"
 #include "capture/pipewire/restore_token_file.h"
@@ -46,8 +47,11 @@ class WaylandSession final : public DisplayServerSession {
   CaptureBackend& capture() override { return capture_; }
   OutputPlatform& output() override { return output_; }
   KeyMonitors& keys() override { return keys_; }
+  PermissionService& permission() override { return permission_; }
 
  private:
+  // The desktop's screen-sharing grant, read and renewed by the capture and the permission alike.
+  std::shared_ptr<RestoreTokenFile> grants_ = std::make_shared<RestoreTokenFile>(restoreTokenPath());
   WaylandDisplaySource displaySource_;
   QtScreenList screens_{
       QtScreenList::DisplayIdForScreen([](const QScreen& screen) { return WaylandDisplaySource::displayIdForScreen(screen); })};
@@ -59,9 +63,10 @@ class WaylandSession final : public DisplayServerSession {
                                     }
                                     return ids;
                                   },
-                                  std::make_shared<RestoreTokenFile>(restoreTokenPath())};
+                                  grants_};
   WaylandOutputPlatform output_{outputNameFor};
   WaylandKeyMonitors keys_;
+  ScreenSharingPermission permission_{grants_};
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "app/x11/x11_session.h"
 
+#include "app/linux_permission.h"
 #include "app/x11/x11_key_monitors.h"
 #include "capture/x11/x11_capture_backend.h"
 #include "displays/qt_screen_list.h"
@@ -22,6 +23,7 @@ class X11Session final : public DisplayServerSession {
   CaptureBackend& capture() override { return capture_; }
   OutputPlatform& output() override { return output_; }
   KeyMonitors& keys() override { return keys_; }
+  PermissionService& permission() override { return permission_; }
 
  private:
   X11DisplaySource displaySource_;
@@ -29,6 +31,7 @@ class X11Session final : public DisplayServerSession {
   X11CaptureBackend capture_;
   X11OutputPlatform output_;
   X11KeyMonitors keys_;
+  LinuxPermission permission_;
 };
 
 }  // namespace

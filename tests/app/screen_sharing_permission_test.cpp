@@ -1,0 +1,98 @@
+// Capture permission on a Wayland desktop, on the headless rig
+// (scripts/virtual-wayland.sh), whose portal grants a share without asking.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "app/wayland/screen_sharing_permission.h"
+#include "fakes/fake_restore_token_store.h"
+#include "rig/wayland_rig_session.h"
+
+namespace tarvelo {
+namespace {
+
+using testing::FakeRestoreTokenStore;
+using testing::runInRig;
+
+// How many screen-cast sessions the rig's portal backend has been asked for.
+int portalSessions() {
+  const std::string log = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/../portal-wlr.log";
+  return std::stoi(runInRig("grep -c 'create session method invoked' " + log + " || true"));
+}
+
+// Runs the event loop until `answers` reaches `count` or ten seconds pass.
+bool waitForAnswers(const int& answers, int count) {
+  const QDeadlineTimer deadline(std::chrono::seconds(10));
+  while (answers < count && !deadline.hasExpired()) QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+  return answers >= count;
+}
+
+TEST(ScreenSharingPermissionTest, WithoutAKeptGrantCaptureIsNotAllowedAndThereIsNoSettingsPage) {
+  ScreenSharingPermission permission(std::make_shared<FakeRestoreTokenStore>());
+  EXPECT_FALSE(permission.preflight());
+  EXPECT_EQ(permission.privacySettingsUrl(), std::nullopt);
+}
+
+TEST(ScreenSharingPermissionTest, AGrantKeptByAnEarlierCaptureAllowsIt) {
+  auto tokens = std::make_shared<FakeRestoreTokenStore>();
+  tokens->setToken("granted-at-an-earlier-start");
+  ScreenSharingPermission permission(tokens);
+  EXPECT_TRUE(permission.preflight());
+}
+
+TEST(ScreenSharingPermissionTest, ARequestAsksTheDesktopOnceKeepsItsGrantAndAnswersLater) {
+  auto tokens = std::make_shared<FakeRestoreTokenStore>();
+  ScreenSharingPermission permission(tokens);
+  int answers = 0;
+  permission.setAnswerHandler([&] { ++answers; });
+  const int sessionsBefore = portalSessions();
+
+  permission.request();
+  permission.request();  // while the first is still asking: no second dialog
+  EXPECT_EQ(answers, 0) << "the answer comes from the event loop, never from inside request()";
+  ASSERT_TRUE(waitForAnswers(answers, 1));
+  EXPECT_TRUE(permission.preflight());
+  ASSERT_EQ(tokens->stored().size(), 1u);
+  EXPECT_FALSE(tokens->stored().front().empty());
+  EXPECT_EQ(portalSessions(), sessionsBefore + 1);
+
+  // Once answered, a new request asks again (the desktop may have forgotten).
+  permission.request();
+  ASSERT_TRUE(waitForAnswers(answers, 2));
+  EXPECT_EQ(tokens->stored().size(), 2u);
+  EXPECT_EQ(portalSessions(), sessionsBefore + 2);
+}
+
+TEST(ScreenSharingPermissionTest, NoAnswerReachesAHandlerThatWasTakenAway) {
+  auto tokens = std::make_shared<FakeRestoreTokenStore>();
+  ScreenSharingPermission permission(tokens);
+  int answers = 0;
+  permission.setAnswerHandler([&] { ++answers; });
+  permission.request();
+  permission.setAnswerHandler({});
+
+  const QDeadlineTimer deadline(std::chrono::seconds(10));
+  while (tokens->stored().empty() && !deadline.hasExpired()) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+  }
+  ASSERT_EQ(tokens->stored().size(), 1u) << "the desktop never granted the share";
+  for (int round = 0; round < 10; ++round) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+  EXPECT_EQ(answers, 0);
+}
+
+}  // namespace
+}  // namespace tarvelo
+
+// Inside the rig, a Qt application for QtDBus and the answers, then the tests.
+int main(int argc, char** argv) {
+  if (!tarvelo::testing::isListingTests(argc, argv) && !tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
+  QCoreApplication application(argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
