@@ -231,7 +231,8 @@ Item {
                 }
                 Text {
                     Layout.fillWidth: true
-                    text: "Enable Screen Recording in System Settings to capture top screen colors."
+                    objectName: "permissionHint"
+                    text: PlatformWording.permissionHint
                     color: Theme.colors.secondary
                     font.pixelSize: Theme.caption2Size
                     wrapMode: Text.Wrap
@@ -271,7 +272,7 @@ Item {
                 Text {
                     objectName: "errorText"
                     Layout.fillWidth: true
-                    text: panel.appState.errorMessage
+                    text: PlatformWording.errorText(panel.appState.errorMessage)
                     color: Theme.colors.red
                     font.pixelSize: Theme.caption2Size
                     wrapMode: Text.Wrap
@@ -466,6 +467,9 @@ Item {
             Label {
                 objectName: "keyCap"
                 text: PlatformWording.toggleKeyCap
+                ToolTip.text: PlatformWording.toggleKeyHelp
+                ToolTip.visible: keyCapHover.hovered && ToolTip.text !== ""
+                HoverHandler { id: keyCapHover }
                 color: Theme.colors.tertiary
                 font.family: Theme.monospaceFamily
                 font.pixelSize: 10

@@ -3,12 +3,19 @@ import QtQuick
 
 // Every text whose wording depends on the desktop the program runs on. On
 // Linux the command key of the shortcuts is Super, the program lives in the
-// system tray, and the login item is an autostart entry.
+// system tray, and the login item is an autostart entry. On a Wayland session
+// the desktop allows capture in its own screen-sharing dialog, and a program
+// cannot hear keys pressed in other programs' windows.
 QtObject {
     readonly property string commandKey: "Super"
+    property bool isWaylandSession: Qt.platform.pluginName === "wayland"
 
-    // The key-cap hint in the panel's footer.
-    readonly property string toggleKeyCap: commandKey + "⇧L"
+    // The key-cap hint in the panel's footer. On Wayland the desktop's own
+    // keyboard settings bind the command-line toggle to a key; the whole
+    // command would not fit beside Settings and Quit, so its help names it.
+    readonly property string toggleKeyCap: isWaylandSession ? "--toggle" : commandKey + "⇧L"
+    readonly property string toggleKeyHelp: isWaylandSession
+        ? "Bind “tarvelo --toggle” to a key in your desktop's keyboard settings." : ""
 
     // The shortcut list in Settings, as the badges show them.
     readonly property string toggleShortcut: commandKey + " ⇧ L"
@@ -16,6 +23,24 @@ QtObject {
     readonly property string spreadShortcut: commandKey + " ⇧ → / ←"
     readonly property string presetShortcut: commandKey + " ⇧ 1 / 2 / 3"
     readonly property string settingsShortcut: commandKey + " ,"
+
+    // The permission card in the panel and the permission row in Settings.
+    readonly property string permissionHint: isWaylandSession
+        ? "Allow screen sharing when your desktop asks, to capture top screen colors."
+        : "Enable Screen Recording in System Settings to capture top screen colors."
+    readonly property string permissionGranted: isWaylandSession ? "Screen Sharing Access Granted"
+                                                                           : "Screen Recording Access Granted"
+    readonly property string permissionRequired: isWaylandSession ? "Screen Sharing Permission Required"
+                                                                            : "Screen Recording Permission Required"
+
+    // The last error as the panel shows it: a start that waits for the
+    // desktop's dialog goes on by itself once the user allows sharing.
+    function errorText(message) {
+        if (isWaylandSession
+                && message === "Screen Recording permission required. Enable in System Settings, then restart Tarvelo.")
+            return "Screen sharing permission required. Allow it when your desktop asks, and the lights start."
+        return message
+    }
 
     readonly property string launchAtLoginHelp: "Starts Tarvelo automatically in the system tray when you log in."
     readonly property string autoDetectHelp:

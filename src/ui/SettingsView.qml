@@ -481,8 +481,8 @@ Pane {
                         Text {
                             objectName: "permissionText"
                             anchors.verticalCenter: parent.verticalCenter
-                            text: settings.appState.hasPermission ? "Screen Recording Access Granted"
-                                                                  : "Screen Recording Permission Required"
+                            text: settings.appState.hasPermission ? PlatformWording.permissionGranted
+                                                                  : PlatformWording.permissionRequired
                             color: parent.tint
                             font.pixelSize: Theme.captionSize
                         }

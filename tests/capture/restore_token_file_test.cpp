@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 #include <string>
 
 namespace tarvelo::testing {
@@ -85,6 +86,10 @@ struct DamagedFile {
   const char* name;
   std::string contents;
 };
+
+// Names the case in listings instead of dumping the record's bytes (which
+// include a pointer, so the listed names changed from build to build).
+void PrintTo(const DamagedFile& file, std::ostream* out) { *out << file.name; }
 
 class DamagedRestoreTokenFileTest : public RestoreTokenFileTest, public ::testing::WithParamInterface<DamagedFile> {};
 

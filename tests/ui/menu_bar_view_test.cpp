@@ -344,6 +344,22 @@ TEST_F(MenuBarViewTest, TheKeyCapNamesTheSuperKey) {
   EXPECT_EQ(text("keyCap"), QStringLiteral("Super⇧L"));
 }
 
+TEST_F(MenuBarViewTest, OnAWaylandSessionTheKeyCapNamesTheCommandToBindAndHoverSaysWhere) {
+  open();
+  useWaylandWording();
+  EXPECT_EQ(text("keyCap"), QStringLiteral("--toggle"));
+  QQuickItem& footer = item("footer");
+  EXPECT_LE(footer.mapToItem(&root(), QPointF(footer.width(), 0)).x(), root().width() - root().property("padding").toDouble())
+      << "the footer no longer fits the panel";
+  EXPECT_FALSE(evaluate(item("keyCap"), QStringLiteral("ToolTip.visible")).toBool());
+  hover(item("keyCap"));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return evaluate(item("keyCap"), QStringLiteral("ToolTip.visible")).toBool(); }, 3000));
+  EXPECT_EQ(evaluate(item("keyCap"), QStringLiteral("ToolTip.text")).toString(),
+            QStringLiteral("Bind “tarvelo --toggle” to a key in your desktop's keyboard settings."));
+  settle();
+  save(grab(), "panel-wayland-key-cap");
+}
+
 TEST_F(MenuBarViewTest, SettingsOpensTheSettingsWindow) {
   open();
   click(item("settingsButton"));
@@ -358,6 +374,30 @@ TEST_F(MenuBarViewTest, GrantPermissionAsksForIt) {
   click(item("grantPermissionButton"));
   EXPECT_EQ(fakes.permission.requestCalls, before + 1);
   EXPECT_EQ(fakes.urls.opened.size(), 1u);
+}
+
+TEST_F(MenuBarViewTest, OnAWaylandSessionThePermissionCardAsksForTheDesktopsScreenSharing) {
+  useStackedDisplays();
+  fakes.permission.granted = false;
+  open();
+  EXPECT_EQ(text("permissionHint"), QStringLiteral("Enable Screen Recording in System Settings to capture top screen colors."));
+  useWaylandWording();
+  EXPECT_EQ(text("permissionHint"), QStringLiteral("Allow screen sharing when your desktop asks, to capture top screen colors."));
+
+  appState->start();
+  settle();
+  EXPECT_EQ(text("errorText"),
+            QStringLiteral("Screen sharing permission required. Allow it when your desktop asks, and the lights start."));
+  save(grab(), "panel-permission-wayland");
+
+  fakes.permission.granted = true;
+  fakes.permission.answered();
+  fakes.capture.joinCompletionThreads();
+  fakes.mainQueue.runPending();
+  settle();
+  EXPECT_TRUE(appState->isRunning());
+  EXPECT_FALSE(item("errorCard").isVisible());
+  appState->stop();
 }
 
 TEST_F(MenuBarViewTest, QuitStopsTheLightsBeforeAskingToEnd) {

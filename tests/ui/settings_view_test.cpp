@@ -324,6 +324,16 @@ TEST_F(SettingsViewTest, ThePermissionRowFollowsThePermission) {
   save(grab(), "settings-permissionSection-required");
 }
 
+TEST_F(SettingsViewTest, OnAWaylandSessionThePermissionRowSpeaksOfScreenSharing) {
+  open();
+  useWaylandWording();
+  EXPECT_EQ(text("permissionText"), QStringLiteral("Screen Sharing Access Granted"));
+  fakes.permission.granted = false;
+  scrollTo("permissionSection");
+  click(item("privacyButton"));
+  EXPECT_EQ(text("permissionText"), QStringLiteral("Screen Sharing Permission Required"));
+}
+
 // ---- Keyboard Shortcuts ----
 
 TEST_F(SettingsViewTest, TheShortcutListNamesTheSuperKey) {

@@ -8,7 +8,9 @@
 #include <QQmlComponent>
 #include <QQuickItemGrabResult>
 #include <QSharedPointer>
+#include <QQmlContext>
 #include <QQmlEngine>
+#include <QQmlExpression>
 #include <QTest>
 #include <cstdlib>
 #include <stdexcept>
@@ -127,6 +129,18 @@ void ViewHarness::hover(QQuickItem& target) {
 
 // A grab polishes the layouts and draws; a layout that changes the root's size
 // resizes the window, which takes another round.
+QVariant ViewHarness::evaluate(QQuickItem& scope, const QString& expression) {
+  QQmlExpression evaluation(qmlContext(&scope), &scope, expression);
+  QVariant value = evaluation.evaluate();
+  if (evaluation.hasError()) throw std::runtime_error(evaluation.error().toString().toStdString());
+  return value;
+}
+
+void ViewHarness::useWaylandWording() {
+  evaluate(root(), QStringLiteral("PlatformWording.isWaylandSession = true"));
+  settle();
+}
+
 void ViewHarness::settle() {
   for (int round = 0; round < 3; ++round) {
     QCoreApplication::processEvents();

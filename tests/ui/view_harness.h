@@ -8,6 +8,7 @@
 #include <QQuickView>
 #include <QString>
 #include <QUrl>
+#include <QVariant>
 #include <QVariantMap>
 #include <memory>
 #include <string>
@@ -50,6 +51,11 @@ class ViewHarness : public AppStateHarness {
   std::string save(const QImage& image, const std::string& name);
   // Lets the bindings a change set off settle and the window redraw.
   void settle();
+  // The value of a QML expression in `scope`'s context, with `scope` as its
+  // object (so `ToolTip.visible` is its attached tooltip's); throws on an error.
+  QVariant evaluate(QQuickItem& scope, const QString& expression);
+  // Words the loaded view as on a Wayland session.
+  void useWaylandWording();
 
  private:
   bool show();
