@@ -231,6 +231,29 @@ TEST_F(PipeWireCaptureTest, NoFrameReachesTheDelegateAfterStopCapture) {
   EXPECT_FALSE(delegate_.waitForStop(0s).has_value()) << "a stop the owner asked for is not reported";
 }
 
+// As when the user stops sharing from the desktop's indicator: the portal's
+// node for the screen goes away.
+TEST_F(PipeWireCaptureTest, WhenTheDesktopStopsSharingTheStreamEndsOnceSayingSo) {
+  auto stream = backend_.makeStream(1, smallFrames(), delegate_);
+  stream->addStreamOutput(queue_);
+  ASSERT_EQ(describe(startAndWait(*stream)), "no error");
+  sway("output HEADLESS-1 bg #408020 solid_color");
+  ASSERT_TRUE(delegate_.waitForPicture({{kWholeFrame, {0x40, 0x80, 0x20}}}));
+
+  const std::string node =
+      runInRig("pw-cli ls Node | awk '/^\\tid / { id = $2 } /node.name = \"xdg-desktop-portal-wlr\"/ { print id }' | tr -d ,");
+  ASSERT_FALSE(node.empty()) << "the portal's node is not in the graph";
+  runInRig("pw-cli destroy " + node);
+
+  const std::optional<std::string> reason = delegate_.waitForStop(10s);
+  ASSERT_TRUE(reason.has_value()) << "the stream went on as if the screen were still shared";
+  EXPECT_EQ(*reason, "the desktop stopped sharing the screen");
+  const int framesAtTheEnd = delegate_.frames();
+  sway("output HEADLESS-1 bg #ffffff solid_color");
+  std::this_thread::sleep_for(500ms);
+  EXPECT_EQ(delegate_.frames(), framesAtTheEnd);
+}
+
 }  // namespace
 }  // namespace tarvelo
 

@@ -69,7 +69,10 @@ struct PipeWireCaptureStream::Shared : std::enable_shared_from_this<Shared> {
   pw_context* context = nullptr;
   pw_core* core = nullptr;
   pw_stream* stream = nullptr;
+  pw_registry* registry = nullptr;  // tells when the shared screen's node goes
+  std::uint32_t sharedNode = 0;
   spa_hook coreListener{};
+  spa_hook registryListener{};
   spa_hook streamListener{};
   spa_source* timer = nullptr;
   spa_source* kick = nullptr;
@@ -158,6 +161,17 @@ void onCoreError(void* data, uint32_t id, int, int result, const char* message) 
   pw_thread_loop_signal(shared.loop, false);
 }
 
+// When the user stops sharing from the desktop's indicator, or the shared
+// output goes, the portal removes the screen's node; our stream only falls
+// idle (paused, not unconnected), so the node's removal is what tells.
+void onGlobalRemoved(void* data, uint32_t id) {
+  auto& shared = *static_cast<PipeWireCaptureStream::Shared*>(data);
+  if (id != shared.sharedNode) return;
+  shared.failure = "the desktop stopped sharing the screen";
+  if (shared.hasStreamed) shared.end(shared.failure);
+  pw_thread_loop_signal(shared.loop, false);
+}
+
 void onTimer(void* data, uint64_t) { static_cast<PipeWireCaptureStream::Shared*>(data)->deliverIfDue(); }
 void onKick(void* data, uint64_t) { static_cast<PipeWireCaptureStream::Shared*>(data)->deliverIfDue(); }
 
@@ -167,6 +181,13 @@ const pw_stream_events kStreamEvents = [] {
   events.state_changed = onStreamStateChanged;
   events.param_changed = onStreamParamChanged;
   events.process = onStreamProcess;
+  return events;
+}();
+
+const pw_registry_events kRegistryEvents = [] {
+  pw_registry_events events{};
+  events.version = PW_VERSION_REGISTRY_EVENTS;
+  events.global_remove = onGlobalRemoved;
   return events;
 }();
 
@@ -275,6 +296,8 @@ void tearDown(PipeWireCaptureStream::Shared& shared) {
   pw_thread_loop_stop(shared.loop);  // no callback runs after this
   if (shared.stream != nullptr) pw_stream_destroy(shared.stream);
   shared.stream = nullptr;
+  if (shared.registry != nullptr) pw_proxy_destroy(reinterpret_cast<pw_proxy*>(shared.registry));
+  shared.registry = nullptr;
   if (shared.core != nullptr) pw_core_disconnect(shared.core);
   shared.core = nullptr;
   if (shared.timer != nullptr) pw_loop_destroy_source(pw_thread_loop_get_loop(shared.loop), shared.timer);
@@ -353,6 +376,10 @@ std::exception_ptr PipeWireCaptureStream::setUp() {
       throw std::runtime_error(std::string("PipeWire cannot be reached: ") + std::strerror(errno));
     }
     pw_core_add_listener(shared.core, &shared.coreListener, &kCoreEvents, &shared);
+    shared.sharedNode = grant.nodeId;
+    shared.registry = pw_core_get_registry(shared.core, PW_VERSION_REGISTRY, 0);
+    if (shared.registry == nullptr) throw std::runtime_error("PipeWire cannot list the shared screen.");
+    pw_registry_add_listener(shared.registry, &shared.registryListener, &kRegistryEvents, &shared);
     shared.timer = pw_loop_add_timer(loop, onTimer, &shared);
     shared.kick = pw_loop_add_event(loop, onKick, &shared);
     shared.stream = pw_stream_new(shared.core, "Tarvelo screen capture",
