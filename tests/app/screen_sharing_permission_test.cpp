@@ -88,11 +88,3 @@ TEST(ScreenSharingPermissionTest, NoAnswerReachesAHandlerThatWasTakenAway) {
 
 }  // namespace
 }  // namespace tarvelo
-
-// Inside the rig, a Qt application for QtDBus and the answers, then the tests.
-int main(int argc, char** argv) {
-  if (!tarvelo::testing::isListingTests(argc, argv) && !tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
-  QCoreApplication application(argc, argv);
-  ::testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
-}

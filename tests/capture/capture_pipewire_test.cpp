@@ -256,11 +256,3 @@ TEST_F(PipeWireCaptureTest, WhenTheDesktopStopsSharingTheStreamEndsOnceSayingSo)
 
 }  // namespace
 }  // namespace tarvelo
-
-// Inside the rig, a Qt application for QtDBus, then the tests.
-int main(int argc, char** argv) {
-  if (!tarvelo::testing::isListingTests(argc, argv) && !tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
-  QCoreApplication application(argc, argv);
-  ::testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
-}

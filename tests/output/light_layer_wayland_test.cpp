@@ -246,12 +246,3 @@ TEST(LayerLightOpening, SaysSoWhenNoCompositorAnswers) {
 
 }  // namespace
 }  // namespace tarvelo
-
-// Inside the rig, as a client of its compositor, the tests; the light output
-// is driven by a Qt event loop, as in the program.
-int main(int argc, char** argv) {
-  if (!tarvelo::testing::isListingTests(argc, argv) && !tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
-  QCoreApplication application(argc, argv);
-  ::testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
-}
