@@ -1,8 +1,10 @@
 #!/bin/sh
 # The program on a Wayland session, from outside: on the headless two-output
 # rig it captures the upper output through the screen-cast portal and lights
-# the lower one, follows a new picture, keeps the desktop's grant in an
-# owner-only file, and takes the light away when a second launch stops it.
+# the lower one (a first start, with no grant kept: it asks the desktop and
+# goes on once sharing is allowed), follows a new picture, keeps the desktop's
+# grant in an owner-only file, and takes the light away when a second launch
+# stops it.
 #
 #   wayland_end_to_end.sh TARVELO_BINARY RIG_SCRIPT RIG_NAME
 set -eu
@@ -40,6 +42,9 @@ in_rig swaymsg "output HEADLESS-2 bg #000000 solid_color" > /dev/null
 in_rig swaymsg "output HEADLESS-1 bg #c04020 solid_color" > /dev/null
 wait_for_light "r < 10 && g < 10 && b < 10" "black before the lights"
 
+token=$(in_rig sh -c 'echo "$XDG_CONFIG_HOME/Tarvelo/screen-cast-restore-token"')
+in_rig rm -f "$token"
+
 # Not through in_rig: run as the rig's user, the script execs the program, so
 # $! is the program itself.
 "$rig" run "$name" "$tarvelo" --start > "$log" 2>&1 &
@@ -49,7 +54,6 @@ wait_for_light "r > g + 80 && r > b + 80" "the movie screen's red"
 in_rig swaymsg "output HEADLESS-1 bg #2050d0 solid_color" > /dev/null
 wait_for_light "b > r + 80 && b > g + 40" "the movie screen's new blue"
 
-token=$(in_rig sh -c 'echo "$XDG_CONFIG_HOME/Tarvelo/screen-cast-restore-token"')
 mode=$(in_rig stat -c %a "$token") || fail "no screen-sharing grant was kept at $token"
 [ "$mode" = 600 ] || fail "the screen-sharing grant is readable by others (mode $mode)"
 
