@@ -71,4 +71,12 @@ void useRigLayout(const std::string& layout) {
   runInRig(std::string(kRigScript) + " layout " TARVELO_TEST_WAYLAND_RIG " " + layout + " 2>&1");
 }
 
+RigShareRefusal::RigShareRefusal() { answer("refuse"); }
+
+RigShareRefusal::~RigShareRefusal() { answer("share"); }
+
+void RigShareRefusal::answer(const std::string& answer) {
+  runInRig(std::string(kRigScript) + " answer " TARVELO_TEST_WAYLAND_RIG " " + answer + " 2>&1");
+}
+
 }  // namespace tarvelo::testing
