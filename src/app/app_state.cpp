@@ -499,6 +499,9 @@ void AppState::finishStart(PendingStart pending, std::exception_ptr error) {
   const std::string description = describe(error);
   std::cout << kCaptureFailedLogLine << description << std::endl;
   setErrorMessage(kCaptureFailedText + description);
+  // The desktop may have asked again and been refused, taking its grant back:
+  // the permission card then shows again.
+  setHasPermission(platform_.permission.preflight());
   if (const std::shared_ptr<AmbientLightWindow> window = pending.window.lock()) window->close();
   ambientWindow_.reset();
   setIsRunning(false);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <exception>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -190,6 +192,22 @@ TEST_F(PermissionTest, AGrantLeavesAnErrorOfAnotherKindAlone) {
   fakes.permission.answered();
   EXPECT_TRUE(state.hasPermission());
   EXPECT_EQ(state.errorMessage(), error);
+}
+
+TEST_F(PermissionTest, AStartTheDesktopRefusedShowsThePermissionCardAgain) {
+  useStackedDisplays();
+  AppState& state = create();
+  ASSERT_TRUE(state.hasPermission());
+  // The dialog came back at the start (the desktop had forgotten the share) and the user said no.
+  fakes.capture.startCaptureError = std::make_exception_ptr(std::runtime_error("Screen sharing was refused."));
+  state.start();
+  fakes.permission.granted = false;  // the refusal took the kept grant back
+  fakes.capture.joinCompletionThreads();
+  fakes.mainQueue.runPending();
+  EXPECT_FALSE(state.isRunning());
+  EXPECT_FALSE(state.hasPermission());
+  ASSERT_TRUE(state.errorMessage().has_value());
+  EXPECT_NE(state.errorMessage()->find("Screen sharing was refused."), std::string::npos) << *state.errorMessage();
 }
 
 TEST_F(PermissionTest, AnAnswerAfterTheStateIsGoneReachesNothing) {

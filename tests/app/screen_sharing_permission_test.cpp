@@ -1,5 +1,6 @@
 // Capture permission on a Wayland desktop, on the headless rig
-// (scripts/virtual-wayland.sh), whose portal grants a share without asking.
+// (scripts/virtual-wayland.sh), whose share dialog answers at once: a share,
+// or a refusal while a RigShareRefusal lives.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
@@ -18,6 +19,7 @@ namespace tarvelo {
 namespace {
 
 using testing::FakeRestoreTokenStore;
+using testing::RigShareRefusal;
 using testing::runInRig;
 
 // How many screen-cast sessions the rig's portal backend has been asked for.
@@ -67,6 +69,30 @@ TEST(ScreenSharingPermissionTest, ARequestAsksTheDesktopOnceKeepsItsGrantAndAnsw
   ASSERT_TRUE(waitForAnswers(answers, 2));
   EXPECT_EQ(tokens->stored().size(), 2u);
   EXPECT_EQ(portalSessions(), sessionsBefore + 2);
+}
+
+TEST(ScreenSharingPermissionTest, ARefusedDialogForgetsAGrantTheDesktopNoLongerHonours) {
+  auto tokens = std::make_shared<FakeRestoreTokenStore>();
+  // A token the desktop does not know (as after it forgot the share): it asks again.
+  tokens->setToken("0d5e3c58-6a55-4f0b-9b7e-1a2b3c4d5e6f");
+  ScreenSharingPermission permission(tokens);
+  ASSERT_TRUE(permission.preflight());
+  int answers = 0;
+  permission.setAnswerHandler([&] { ++answers; });
+  {
+    const RigShareRefusal refusal;
+    permission.request();
+    ASSERT_TRUE(waitForAnswers(answers, 1));
+  }
+  EXPECT_FALSE(permission.preflight());
+  EXPECT_EQ(tokens->forgets(), 1);
+  EXPECT_TRUE(tokens->stored().empty());
+
+  // Asked again, the user agrees: the new grant is kept.
+  permission.request();
+  ASSERT_TRUE(waitForAnswers(answers, 2));
+  EXPECT_TRUE(permission.preflight());
+  EXPECT_EQ(tokens->stored().size(), 1u);
 }
 
 TEST(ScreenSharingPermissionTest, NoAnswerReachesAHandlerThatWasTakenAway) {

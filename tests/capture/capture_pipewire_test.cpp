@@ -1,9 +1,9 @@
 // The Wayland capture on the headless rig (scripts/virtual-wayland.sh): the
-// portal shares HEADLESS-1 without asking, the test paints it with sway's
-// background and checks the 160 x 100 frames.
+// portal shares HEADLESS-1 without asking (or refuses, while a
+// RigShareRefusal lives), the test paints it with sway's background and
+// checks the 160 x 100 frames.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QImage>
 
 #include <unistd.h>
@@ -212,6 +212,19 @@ TEST_F(PipeWireCaptureTest, ASecondStartAsksWithTheRestoreTokenOfTheFirst) {
   EXPECT_EQ(std::stoi(restoredShares()), std::stoi(restoredBefore) + 1) << "the first grant's token was not used";
   sway("output HEADLESS-1 bg #3060f0 solid_color");
   EXPECT_TRUE(second.waitForPicture({{kWholeFrame, {0x30, 0x60, 0xf0}}}));
+}
+
+TEST_F(PipeWireCaptureTest, AStartTheUserRefusesFailsSayingSoAndForgetsTheKeptGrant) {
+  // A token the desktop does not know (as after it forgot the share): it asks again.
+  tokens_->setToken("0d5e3c58-6a55-4f0b-9b7e-1a2b3c4d5e6f");
+  const testing::RigShareRefusal refusal;
+  auto stream = backend_.makeStream(1, smallFrames(), delegate_);
+  stream->addStreamOutput(queue_);
+  EXPECT_EQ(describe(startAndWait(*stream)), "Screen sharing was refused in the desktop's dialog.");
+  EXPECT_EQ(tokens_->forgets(), 1);
+  EXPECT_EQ(tokens_->restoreToken(), std::nullopt);
+  EXPECT_TRUE(tokens_->stored().empty());
+  EXPECT_EQ(delegate_.frames(), 0);
 }
 
 TEST_F(PipeWireCaptureTest, NoFrameReachesTheDelegateAfterStopCapture) {

@@ -20,6 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kToken[] = "5f1d7c0e-8a43-4b8e-9d59-3f0c2a7be611";
+constexpr char kNextToken[] = "A0C3E1F2-7B64-4D85-8E96-0F1A2B3C4D5E";
 
 class RestoreTokenFileTest : public ::testing::Test {
  protected:
@@ -64,13 +65,13 @@ TEST_F(RestoreTokenFileTest, AStoredTokenIsReadByTheNextRunAndOnlyItsOwnerMayRea
 TEST_F(RestoreTokenFileTest, ANewTokenReplacesTheUsedOne) {
   RestoreTokenFile file(tokenPath());
   file.storeRestoreToken(kToken);
-  file.storeRestoreToken("second-grant");
-  EXPECT_EQ(file.restoreToken(), std::optional<std::string>("second-grant"));
-  EXPECT_EQ(RestoreTokenFile(tokenPath()).restoreToken(), std::optional<std::string>("second-grant"));
+  file.storeRestoreToken(kNextToken);
+  EXPECT_EQ(file.restoreToken(), std::optional<std::string>(kNextToken));
+  EXPECT_EQ(RestoreTokenFile(tokenPath()).restoreToken(), std::optional<std::string>(kNextToken));
 }
 
 TEST_F(RestoreTokenFileTest, AFileOthersCouldReadIsMadeOwnerOnlyWhenTheTokenIsSaved) {
-  writeFile(tokenPath(), "old-grant\n");
+  writeFile(tokenPath(), std::string(kNextToken) + "\n");
   fs::permissions(tokenPath(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
                                    fs::perms::others_read);
   writeFile(tokenPath().string() + ".partial", "left over from a crash");
@@ -115,6 +116,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(DamagedFile{"Empty", ""}, DamagedFile{"OnlyANewline", "\n"},
                       DamagedFile{"Binary", std::string("\x7f" "ELF\x02\x01\x00\x00", 8)},
                       DamagedFile{"TwoLines", "first\nsecond\n"}, DamagedFile{"Spaces", "a token with spaces"},
+                      DamagedFile{"NotAUuid", "granted-by-hand"},
+                      DamagedFile{"AUuidWithMore", std::string(kToken) + "-and-more"},
                       DamagedFile{"FarTooLong", std::string(100000, 'a')}),
     [](const ::testing::TestParamInfo<DamagedFile>& info) { return std::string(info.param.name); });
 
@@ -139,7 +142,49 @@ TEST_F(RestoreTokenFileTest, WhatIsNotATokenIsNeverWritten) {
   file.storeRestoreToken(kToken);
   file.storeRestoreToken("");
   file.storeRestoreToken("two\nlines");
+  file.storeRestoreToken("not-a-token-the-portal-takes");
+  file.storeRestoreToken("5f1d7c0e-8a43-4b8e-9d59-3f0c2a7be61g");
   EXPECT_EQ(RestoreTokenFile(tokenPath()).restoreToken(), std::optional<std::string>(kToken));
+}
+
+TEST_F(RestoreTokenFileTest, AForgottenTokenIsGoneForThisRunAndTheNextWithoutAWord) {
+  RestoreTokenFile file(tokenPath());
+  file.storeRestoreToken(kToken);
+
+  ::testing::internal::CaptureStdout();
+  file.forgetRestoreToken();
+  EXPECT_EQ(file.restoreToken(), std::nullopt);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  EXPECT_FALSE(fs::exists(tokenPath()));
+  EXPECT_EQ(RestoreTokenFile(tokenPath()).restoreToken(), std::nullopt);
+
+  // A grant given after the refusal is kept as any other.
+  file.storeRestoreToken(kNextToken);
+  EXPECT_EQ(RestoreTokenFile(tokenPath()).restoreToken(), std::optional<std::string>(kNextToken));
+}
+
+TEST_F(RestoreTokenFileTest, ForgettingWhenNoTokenIsKeptChangesNothing) {
+  RestoreTokenFile file(tokenPath());
+  ::testing::internal::CaptureStdout();
+  file.forgetRestoreToken();
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(file.restoreToken(), std::nullopt);
+  EXPECT_FALSE(fs::exists(directory_ / "Tarvelo"));
+}
+
+TEST_F(RestoreTokenFileTest, ATokenThatCannotBeRemovedIsStillForgottenThisRunAndSaysWhy) {
+  // A folder where the token's file should be: unlink refuses it, even for root.
+  fs::create_directories(tokenPath());
+  RestoreTokenFile file(tokenPath());
+
+  ::testing::internal::CaptureStdout();
+  file.forgetRestoreToken();
+  EXPECT_EQ(file.restoreToken(), std::nullopt);
+  const std::string said = ::testing::internal::GetCapturedStdout();
+
+  EXPECT_EQ(said.rfind("[Tarvelo] Could not remove the screen-sharing grant " + tokenPath().string() + ": ", 0), 0U)
+      << said;
+  EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
 }
 
 }  // namespace

@@ -24,6 +24,12 @@ class FakeRestoreTokenStore final : public RestoreTokenStore {
     stored_.push_back(value);
   }
 
+  void forgetRestoreToken() override {
+    const std::lock_guard guard(mutex_);
+    token_.reset();
+    ++forgets_;
+  }
+
   void setToken(std::optional<std::string> value) {
     const std::lock_guard guard(mutex_);
     token_ = std::move(value);
@@ -37,12 +43,17 @@ class FakeRestoreTokenStore final : public RestoreTokenStore {
     const std::lock_guard guard(mutex_);
     return reads_;
   }
+  int forgets() {
+    const std::lock_guard guard(mutex_);
+    return forgets_;
+  }
 
  private:
   std::mutex mutex_;
   std::optional<std::string> token_;
   std::vector<std::string> stored_;
   int reads_ = 0;
+  int forgets_ = 0;
 };
 
 }  // namespace tarvelo::testing

@@ -33,9 +33,8 @@ void ScreenSharingPermission::request() {
       // A session that only asks: it is closed (and the share ended) as soon
       // as the grant is kept.
       ScreenCastPortal portal;
-      const ScreenCastGrant grant = portal.start(tokens->restoreToken(), *cancelled);
+      const ScreenCastGrant grant = portal.start(tokens.get(), *cancelled);
       if (grant.pipeWireFd >= 0) close(grant.pipeWireFd);
-      if (grant.restoreToken) tokens->storeRestoreToken(*grant.restoreToken);
     } catch (const std::exception& error) {
       if (!*cancelled) std::cout << "[Tarvelo] Screen sharing was not granted: " << error.what() << std::endl;
     }

@@ -349,9 +349,7 @@ std::exception_ptr PipeWireCaptureStream::setUp() {
     shared.queue = queue_;
 
     shared.portal = std::make_unique<ScreenCastPortal>();
-    const std::optional<std::string> token = restoreTokens_ ? restoreTokens_->restoreToken() : std::nullopt;
-    ScreenCastGrant grant = shared.portal->start(token, shared.isStopped);
-    if (grant.restoreToken && restoreTokens_) restoreTokens_->storeRestoreToken(*grant.restoreToken);
+    ScreenCastGrant grant = shared.portal->start(restoreTokens_.get(), shared.isStopped);
 
     initPipeWireOnce();
     {

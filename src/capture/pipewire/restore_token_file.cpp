@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -16,13 +16,18 @@ namespace tarvelo {
 
 namespace {
 
-// Portals hand out short printable texts (a UUID in practice); anything else
-// in the file was not written by us.
-constexpr std::size_t kLongestToken = 512;
+// The portal hands out UUIDs and rejects anything else outright, failing the
+// whole share rather than asking again; a file holding anything else was not
+// written by us, and reads as no token.
+constexpr std::size_t kTokenLength = 36;  // 8-4-4-4-12 hexadecimal digits
 
 bool isPlausibleToken(const std::string& text) {
-  return !text.empty() && text.size() <= kLongestToken &&
-         std::all_of(text.begin(), text.end(), [](char c) { return c > 0x20 && c < 0x7f; });
+  if (text.size() != kTokenLength) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isDashPlace = i == 8 || i == 13 || i == 18 || i == 23;
+    if (isDashPlace ? text[i] != '-' : std::isxdigit(static_cast<unsigned char>(text[i])) == 0) return false;
+  }
+  return true;
 }
 
 std::string reasonOf(int error) { return std::error_code(error, std::generic_category()).message(); }
@@ -62,11 +67,11 @@ RestoreTokenFile::RestoreTokenFile(std::filesystem::path path) : path_(std::move
 
 std::optional<std::string> RestoreTokenFile::restoreToken() {
   std::lock_guard lock(mutex_);
-  if (latest_) return latest_;
+  if (decidedThisRun_) return latest_;
   std::ifstream file(path_, std::ios::binary);
   if (!file) return std::nullopt;
   // Enough to tell a token from a longer text, never a whole stray file.
-  std::string text(kLongestToken + 2, '\0');
+  std::string text(kTokenLength + 3, '\0');
   file.read(text.data(), static_cast<std::streamsize>(text.size()));
   text.resize(static_cast<std::size_t>(file.gcount()));
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
@@ -81,11 +86,22 @@ std::optional<std::string> RestoreTokenFile::restoreToken() {
 void RestoreTokenFile::storeRestoreToken(const std::string& token) {
   std::lock_guard lock(mutex_);
   if (!isPlausibleToken(token)) return;
+  decidedThisRun_ = true;
   latest_ = token;
   const std::string failure = writeOwnerOnly(path_, token + "\n");
   if (!failure.empty()) {
     std::cout << "[Tarvelo] Could not save the screen-sharing grant to " << path_.string() << ": " << failure
               << "; the desktop will ask again at the next launch." << std::endl;
+  }
+}
+
+void RestoreTokenFile::forgetRestoreToken() {
+  std::lock_guard lock(mutex_);
+  decidedThisRun_ = true;
+  latest_.reset();
+  if (::unlink(path_.c_str()) != 0 && errno != ENOENT) {
+    std::cout << "[Tarvelo] Could not remove the screen-sharing grant " << path_.string() << ": " << reasonOf(errno)
+              << "; it is ignored for the rest of this run." << std::endl;
   }
 }
 

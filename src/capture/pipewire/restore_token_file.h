@@ -16,7 +16,8 @@ namespace tarvelo {
 // A missing, unreadable or corrupt file reads as no token (the desktop then
 // asks again), with one line on standard output for a file that is there but
 // unusable. A token that cannot be saved stays in memory for the rest of the
-// run, with one line saying why it was not saved. Safe to use from any thread.
+// run, with one line saying why it was not saved; so does a token forgotten
+// whose file cannot be removed. Safe to use from any thread.
 class RestoreTokenFile final : public RestoreTokenStore {
  public:
   explicit RestoreTokenFile(std::filesystem::path path);
@@ -24,13 +25,17 @@ class RestoreTokenFile final : public RestoreTokenStore {
   std::optional<std::string> restoreToken() override;
   // Replaces the file at once (written beside it, then renamed over it).
   void storeRestoreToken(const std::string& token) override;
+  // Removes the file.
+  void forgetRestoreToken() override;
 
   const std::filesystem::path& path() const { return path_; }
 
  private:
   std::filesystem::path path_;
   std::mutex mutex_;
-  // The last token handed in this run, saved or not.
+  // What this run last stored or forgot stands, whether or not the file
+  // could be written or removed.
+  bool decidedThisRun_ = false;
   std::optional<std::string> latest_;
 };
 

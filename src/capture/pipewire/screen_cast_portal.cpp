@@ -20,6 +20,7 @@
 #include <stdexcept>
 
 #include "capture/capture_error.h"
+#include "capture/pipewire/screen_cast_restore_token.h"
 
 namespace tarvelo {
 
@@ -124,11 +125,7 @@ QVariantMap callWithRequest(const QDBusConnection& bus, const QString& method, Q
     if (cancelled) throw std::runtime_error("The capture was stopped before the desktop shared the screen.");
     failPortal(method + QStringLiteral(" was not answered"));
   }
-  // A refusal is the platform's own error, as a missing permission is
-  // elsewhere; the capture error cases are the service's own conditions.
-  if (*catcher.response == kResponseCancelled) {
-    throw std::runtime_error("Screen sharing was refused in the desktop's dialog.");
-  }
+  if (*catcher.response == kResponseCancelled) throw ScreenSharingRefused();
   if (*catcher.response != kResponseSuccess) failPortal(method + QStringLiteral(" did not succeed"));
   return catcher.results;
 }
@@ -164,8 +161,19 @@ ScreenCastPortal::~ScreenCastPortal() {
   bus.call(close, QDBus::Block, kPortalAnswerMs);
 }
 
-ScreenCastGrant ScreenCastPortal::start(const std::optional<std::string>& restoreToken,
-                                        const std::atomic<bool>& cancelled) {
+ScreenCastGrant ScreenCastPortal::start(RestoreTokenStore* grants, const std::atomic<bool>& cancelled) {
+  try {
+    ScreenCastGrant grant = ask(grants ? grants->restoreToken() : std::nullopt, cancelled);
+    if (grant.restoreToken && grants) grants->storeRestoreToken(*grant.restoreToken);
+    return grant;
+  } catch (const ScreenSharingRefused&) {
+    if (grants) grants->forgetRestoreToken();
+    throw;
+  }
+}
+
+ScreenCastGrant ScreenCastPortal::ask(const std::optional<std::string>& restoreToken,
+                                      const std::atomic<bool>& cancelled) {
   if (!sessionHandle_.empty()) throw std::logic_error("The screen-cast session was already started.");
   const QDBusConnection bus = sessionBus();
   const std::uint32_t version = portalProperty(bus, QStringLiteral("version"));

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace tarvelo {
@@ -16,10 +17,21 @@ struct ScreenCastGrant {
   std::optional<std::string> restoreToken;  // for the next session; absent when the portal gave none
 };
 
+class RestoreTokenStore;
+
+// The user said no in the desktop's share dialog. A refusal is the platform's
+// own error, as a missing permission is elsewhere; the capture error cases
+// are the service's own conditions.
+class ScreenSharingRefused : public std::runtime_error {
+ public:
+  ScreenSharingRefused() : std::runtime_error("Screen sharing was refused in the desktop's dialog.") {}
+};
+
 // One session of the desktop's screen-cast portal (org.freedesktop.portal.ScreenCast),
 // spoken with QtDBus on the session bus: it asks for one monitor, remembered by
-// the desktop (persist mode 2) and restored from `restoreToken` when one is
-// given, and opens the PipeWire remote that carries it.
+// the desktop (persist mode 2), and opens the PipeWire remote that carries it.
+// The grant is kept in a RestoreTokenStore: the kept token restores the share
+// without a dialog, and each share's new token replaces it.
 //
 // Blocking: each call waits, in an event loop of the calling thread, for the
 // portal's answer; the desktop's share dialog may take as long as the user
@@ -33,13 +45,17 @@ class ScreenCastPortal {
   ScreenCastPortal(const ScreenCastPortal&) = delete;
   ScreenCastPortal& operator=(const ScreenCastPortal&) = delete;
 
-  // Throws a one-line std::runtime_error when the user refuses, or when there
-  // is no portal or it fails, and CaptureFailure(displayNotFound) when no
-  // monitor is shared. Waiting stops with
-  // an error once `cancelled` is set.
-  ScreenCastGrant start(const std::optional<std::string>& restoreToken, const std::atomic<bool>& cancelled);
+  // Asks with the token kept in `grants` (none when null) and keeps the new
+  // one there. Throws ScreenSharingRefused when the user refuses, having
+  // forgotten the kept token: the dialog came back, so the desktop no longer
+  // honours it. Throws a one-line std::runtime_error when there is no portal
+  // or it fails, and CaptureFailure(displayNotFound) when no monitor is
+  // shared. Waiting stops with an error once `cancelled` is set.
+  ScreenCastGrant start(RestoreTokenStore* grants, const std::atomic<bool>& cancelled);
 
  private:
+  ScreenCastGrant ask(const std::optional<std::string>& restoreToken, const std::atomic<bool>& cancelled);
+
   std::string sessionHandle_;
 };
 

@@ -17,6 +17,9 @@ class RestoreTokenStore {
   virtual std::optional<std::string> restoreToken() = 0;
   // The portal's new token, replacing the old one (a token is good for one use).
   virtual void storeRestoreToken(const std::string& token) = 0;
+  // Drops the kept token: the desktop no longer honours it (the user refused
+  // the dialog it brought back), so it no longer stands for a grant.
+  virtual void forgetRestoreToken() = 0;
 };
 
 }  // namespace tarvelo
