@@ -5,32 +5,19 @@
 #include <QSGRendererInterface>
 #include <QSGTexture>
 
-#include <chrono>
-
 #include "output/light_software_node.h"
 
 namespace tarvelo {
 
-namespace {
-
-constexpr std::chrono::nanoseconds kColorAnimation{
-    static_cast<std::int64_t>(AmbientGradientModel::kColorAnimationSeconds * 1e9 + 0.5)};
-
-}  // namespace
-
-AmbientGradientView::AmbientGradientView(QQuickItem* parent) : QQuickItem(parent) {
+AmbientGradientView::AmbientGradientView(QQuickItem* parent)
+    : QQuickItem(parent), glide_(transition_, [this] {
+        pictureDirty_ = true;
+        update();
+      }) {
   setFlag(ItemHasContents, true);
   // The picture reaches a texel beyond the item on every side (so edge
   // pixels interpolate between real texels rather than clamp); cut it off.
   setClip(true);
-  // Colours glide at an even pace from the old to the new ones.
-  colorAnimation_.setEndValue(1.0);
-  colorAnimation_.setEasingCurve(QEasingCurve::Linear);
-  setMaximumFrameRate(0);
-  connect(&colorAnimation_, &QVariantAnimation::valueChanged, this, &AmbientGradientView::showProgress);
-  deferredFrame_.setSingleShot(true);
-  deferredFrame_.setTimerType(Qt::PreciseTimer);
-  connect(&deferredFrame_, &QTimer::timeout, this, &AmbientGradientView::requestFrame);
 }
 
 AmbientGradientView::~AmbientGradientView() = default;
@@ -41,48 +28,11 @@ void AmbientGradientView::updateColors(const ZoneColorList& colors, double brigh
   // The margin and the blur follow the radius; nothing else about the
   // picture's geometry changes from frame to frame.
   if (result.blurRadiusChanged) layoutPicture();
-  if (!result.colorsChanged) return;
-  // The same colours as on screen (a still picture): no transition, no frame.
-  if (!transition_.retarget(model_)) {
-    colorAnimation_.stop();
-    return;
-  }
-  colorAnimation_.stop();
-  colorAnimation_.start();
-  transition_.setProgress(glideFrames_.firstProgress);
-  pictureDirty_ = true;
-  // New colours are what the light is late with: their first frame is never
-  // held back by the cap, only the glide's later frames are.
-  drawAt(ChangePacer::Clock::now());
+  if (result.colorsChanged) glide_.glideTo(model_);
 }
 
 void AmbientGradientView::setMaximumFrameRate(std::int64_t framesPerSecond) {
-  glideFrames_ = glideFramesFor(framesPerSecond, kColorAnimation);
-  framePacer_ = ChangePacer(glideFrames_.frameInterval);
-  colorAnimation_.setStartValue(glideFrames_.firstProgress);
-  const auto remainder = std::chrono::ceil<std::chrono::milliseconds>(glideFrames_.remainder);
-  colorAnimation_.setDuration(static_cast<int>(remainder.count()));
-}
-
-void AmbientGradientView::requestFrame() {
-  framePacer_.noteChange();
-  const ChangePacer::Clock::time_point now = ChangePacer::Clock::now();
-  if (framePacer_.isDue(now)) {
-    drawAt(now);
-    return;
-  }
-  if (deferredFrame_.isActive()) return;
-  if (const std::optional<ChangePacer::Clock::time_point> due = framePacer_.dueTime()) {
-    deferredFrame_.start(std::chrono::ceil<std::chrono::milliseconds>(*due - now));
-  }
-}
-
-void AmbientGradientView::drawAt(ChangePacer::Clock::time_point now) {
-  framePacer_.noteChange();
-  deferredFrame_.stop();
-  framePacer_.started(now);
-  framePacer_.finished();  // the scene graph draws it; nothing to wait for
-  update();
+  glide_.setMaximumFrameRate(framesPerSecond);
 }
 
 void AmbientGradientView::setResolution(LightResolution resolution) {
@@ -106,12 +56,6 @@ void AmbientGradientView::layoutPicture() {
   ++pictureLayoutCount_;
   pictureDirty_ = true;
   update();
-}
-
-void AmbientGradientView::showProgress(const QVariant& progress) {
-  transition_.setProgress(progress.toDouble());
-  pictureDirty_ = true;
-  requestFrame();
 }
 
 QSGNode* AmbientGradientView::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* /*data*/) {

@@ -2,18 +2,15 @@
 
 #include <QImage>
 #include <QQuickItem>
-#include <QTimer>
-#include <QVariantAnimation>
 
 #include <cstdint>
 #include <span>
 
 #include "output/ambient_gradient_model.h"
-#include "output/glide_frames.h"
 #include "output/light_color_transition.h"
+#include "output/light_glide.h"
 #include "output/light_picture.h"
 #include "output/light_view.h"
-#include "support/change_pacer.h"
 
 namespace tarvelo {
 
@@ -30,11 +27,7 @@ namespace tarvelo {
 // the stretch. The picture's geometry and blur are rebuilt only when the
 // item's size or the model's blur radius changes; a frame only recolours.
 //
-// Frames are drawn when colours arrive and as the glide moves on. Under a
-// maximum frame rate the glide's later frames are paced (without a GPU every
-// frame is a full-screen copy, and frames beyond the capture's rate show no
-// newer light), but new colours are drawn at once, already on their way
-// (see GlideFrames).
+// Frames are drawn when colours arrive and as the glide moves on (LightGlide).
 //
 // Main thread only (as every QQuickItem); the scene graph reads the picture
 // during its synchronisation step, while the main thread waits.
@@ -63,7 +56,7 @@ class AmbientGradientView : public QQuickItem, public LightView {
   // and the ones being glided to.
   std::span<const LightColor> shownColors() const { return transition_.shown(); }
   std::span<const LightColor> targetColors() const { return transition_.target(); }
-  bool isAnimatingColors() const { return colorAnimation_.state() == QAbstractAnimation::Running; }
+  bool isAnimatingColors() const { return glide_.isGliding(); }
   // How often the picture's geometry and blur were rebuilt, and how often
   // the picture was drawn (once per frame that shows new colours).
   int pictureLayoutCount() const { return pictureLayoutCount_; }
@@ -80,11 +73,6 @@ class AmbientGradientView : public QQuickItem, public LightView {
 
  private:
   void layoutPicture();
-  void showProgress(const QVariant& progress);
-  // Asks for a frame now, or when the frame rate allows.
-  void requestFrame();
-  // Draws now, whatever the pacer says, covering every change so far.
-  void drawAt(ChangePacer::Clock::time_point now);
   void renderPicture(QImage& image);
   QSGNode* updateTextureNode(QSGNode* oldNode, const QRectF& pictureRect);
   QSGNode* updateSoftwareNode(QSGNode* oldNode, const QRectF& pictureRect);
@@ -93,10 +81,7 @@ class AmbientGradientView : public QQuickItem, public LightView {
   LightColorTransition transition_;
   LightPicture picture_;
   LightResolution resolution_ = LightResolution::reduced;
-  QVariantAnimation colorAnimation_;
-  GlideFrames glideFrames_;
-  ChangePacer framePacer_{std::chrono::nanoseconds(0)};
-  QTimer deferredFrame_;
+  LightGlide glide_;
   int pictureLayoutCount_ = 0;
   // Set on the main thread, cleared by the scene graph once it has the new picture.
   bool pictureDirty_ = true;
