@@ -8,7 +8,12 @@
 // changes a second (default 30, as the capture at its default rate) for S
 // seconds (default 10; the first second is not counted) and reports the CPU
 // time this process and, given its pid, the compositor took per colour
-// change, from /proc.
+// change, from /proc. As in the program, the light glides with its frames
+// capped at R a second, on a Qt event loop.
+#include <QCoreApplication>
+#include <QSocketNotifier>
+#include <QTimer>
+
 #include <unistd.h>
 
 #include <chrono>
@@ -86,6 +91,7 @@ int main(int argc, char** argv) {
   }
   if (!(seconds > 1.0) || !(rate > 0.0) || rate > 1000.0 || seconds > 3600.0) return usage();
 
+  QCoreApplication application(argc, argv);
   tarvelo::WaylandLayerLight::OpenResult opened = tarvelo::WaylandLayerLight::open(output);
   if (!opened.light) {
     std::fprintf(stderr, "tarvelo-wayland-light-bench: %s\n", opened.error.c_str());
@@ -93,9 +99,17 @@ int main(int argc, char** argv) {
   }
   tarvelo::WaylandLayerLight& light = *opened.light;
   tarvelo::WaylandLightView view(light);
+  view.setMaximumFrameRate(static_cast<std::int64_t>(rate + 0.5));
 
-  const auto interval = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-      std::chrono::duration<double>(1.0 / rate));
+  int status = 0;
+  QSocketNotifier input(light.fileDescriptor(), QSocketNotifier::Read);
+  QObject::connect(&input, &QSocketNotifier::activated, &application, [&] {
+    if (light.dispatch()) return;
+    std::fprintf(stderr, "tarvelo-wayland-light-bench: %s\n", light.lossReason().c_str());
+    status = 1;
+    application.exit(1);
+  });
+
   const auto start = std::chrono::steady_clock::now();
   const auto countFrom = start + 1s;
   const auto end = start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
@@ -103,24 +117,30 @@ int main(int argc, char** argv) {
   double ownAtStart = -1.0;
   double compositorAtStart = -1.0;
   int counted = 0;
-  auto next = start;
-  for (int frame = 0; std::chrono::steady_clock::now() < end; ++frame) {
+  int frame = 0;
+  QTimer changes;
+  changes.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&changes, &QTimer::timeout, &application, [&] {
     const auto now = std::chrono::steady_clock::now();
+    if (now >= end) {
+      application.quit();
+      return;
+    }
     if (ownAtStart < 0.0 && now >= countFrom) {
       ownAtStart = processCpuMilliseconds(getpid());
       compositorAtStart = compositorPid > 0 ? processCpuMilliseconds(compositorPid) : -1.0;
     }
-    view.updateColors(zonesFor(frame), 1.4, 60.0, 0.85);
+    view.updateColors(zonesFor(frame++), 1.4, 60.0, 0.85);
     if (ownAtStart >= 0.0) ++counted;
-    next += interval;
-    while (std::chrono::steady_clock::now() < next) {
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - std::chrono::steady_clock::now());
-      if (!light.dispatch(std::max(left, 0ms))) {
-        std::fprintf(stderr, "tarvelo-wayland-light-bench: %s\n", light.lossReason().c_str());
-        return 1;
-      }
-    }
+  });
+  changes.start(static_cast<int>(1000.0 / rate + 0.5));
+  application.exec();
+  if (status != 0) return status;
+  if (counted == 0) {
+    std::fprintf(stderr, "tarvelo-wayland-light-bench: no colour change fell in the counted time\n");
+    return 1;
   }
+
   const double own = processCpuMilliseconds(getpid()) - ownAtStart;
   std::printf("picture      %d x %d texels for a %d x %d output\n", view.pictureWidth() - 2, view.pictureHeight() - 2,
               light.width(), light.height());

@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QImage>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -95,6 +95,7 @@ class LayerLightOnWayland : public ::testing::Test {
     const auto deadline = std::chrono::steady_clock::now() + 10s;
     while (std::chrono::steady_clock::now() < deadline) {
       light_->dispatch(50ms);
+      QCoreApplication::processEvents();  // the glide's frames
       shot = screenshot("HEADLESS-2");
       if (!shot.isNull() && settled(shot)) break;
     }
@@ -178,6 +179,40 @@ TEST_F(LayerLightOnWayland, FollowsNewColoursAndSettings) {
   // A burst of changes faster than the compositor releases buffers ends on the last one.
   for (int i = 0; i < 20; ++i) view_->updateColors(distinctZones(0.01F * static_cast<float>(i)), 1.4, 30.0, 0.85);
   view_->updateColors(distinctZones(0.2F), 1.4, 30.0, 0.85);
+  expectModelsLight(waitForModelsLight());
+}
+
+TEST_F(LayerLightOnWayland, NewColoursGlideInFromAPictureAlreadyOnItsWay) {
+  open();
+  view_->setMaximumFrameRate(30);
+  view_->updateColors(distinctZones(0.0F), 1.4, 60.0, 0.85);
+  expectModelsLight(waitForModelsLight());
+  const std::vector<LightColor> before(view_->shownColors().begin(), view_->shownColors().end());
+  const int picturesBefore = view_->pictureShowCount();
+
+  view_->updateColors(distinctZones(0.3F), 1.4, 60.0, 0.85);
+  // At once, one picture partway: neither the old colours nor yet the new.
+  EXPECT_EQ(view_->pictureShowCount(), picturesBefore + 1);
+  EXPECT_TRUE(view_->isGliding());
+  EXPECT_FALSE(std::ranges::equal(view_->shownColors(), before));
+  EXPECT_FALSE(std::ranges::equal(view_->shownColors(), view_->targetColors()));
+
+  // A glide, not a jump: a later picture lands on the new colours (held to
+  // the frame rate, it may come a little after the glide's end).
+  const auto runFor = [&](std::chrono::milliseconds time, const std::function<bool()>& done) {
+    const QDeadlineTimer deadline(time);
+    while (!done() && !deadline.hasExpired()) {
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+      light_->dispatch(5ms);
+    }
+  };
+  runFor(2000ms, [&] { return !view_->isGliding() && view_->pictureShowCount() >= picturesBefore + 2; });
+  EXPECT_FALSE(view_->isGliding());
+  EXPECT_TRUE(std::ranges::equal(view_->shownColors(), view_->targetColors()));
+  EXPECT_GE(view_->pictureShowCount(), picturesBefore + 2);
+  // At 30 frames a second, the 0.04 s glide has no room for more than three.
+  runFor(200ms, [] { return false; });
+  EXPECT_LE(view_->pictureShowCount(), picturesBefore + 3);
   expectModelsLight(waitForModelsLight());
 }
 

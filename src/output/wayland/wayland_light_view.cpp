@@ -17,9 +17,8 @@ void WaylandLightView::updateColors(const ZoneColorList& colors, double brightne
                                     double spread) {
   const AmbientGradientModel::UpdateResult result = model_.updateColors(colors, brightness, blurRadius, spread);
   if (result.blurRadiusChanged) layoutPicture();
-  if (!result.colorsChanged && !result.blurRadiusChanged) return;
-  colors_.jumpTo(model_);
-  showPicture();
+  const bool drawn = result.colorsChanged && glide_.glideTo(model_);
+  if (result.blurRadiusChanged && !drawn) showPicture();
 }
 
 void WaylandLightView::layoutPicture() {
@@ -40,6 +39,7 @@ void WaylandLightView::showPicture() {
   // wlroots' software renderer ignores the rectangle's offset.)
   const std::uint8_t* inside = pixels_.data() + bytesPerLine + 4;
   surface_.show(BgraPictureView{inside, picture_.width() - 2, picture_.height() - 2, bytesPerLine});
+  ++pictureShowCount_;
 }
 
 }  // namespace tarvelo

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "output/ambient_gradient_model.h"
 #include "output/light_color_transition.h"
+#include "output/light_glide.h"
 #include "output/light_picture.h"
 #include "output/light_view.h"
 
@@ -17,17 +19,26 @@ class WaylandLayerLight;
 // compositor, which stretches it over the output. A colour change costs the
 // small picture only.
 //
-// New colours are shown at once, without the glide the Qt Quick view draws.
+// New colours glide in as on the Qt Quick view (LightGlide); each frame of
+// the glide is one small picture.
 class WaylandLightView final : public LightView {
  public:
   // Lays the light out for the surface's size and shows it opaque black.
   explicit WaylandLightView(WaylandLayerLight& surface);
 
   void updateColors(const ZoneColorList& colors, double brightness, double blurRadius, double spread) override;
+  // See LightGlide::setMaximumFrameRate.
+  void setMaximumFrameRate(std::int64_t framesPerSecond) { glide_.setMaximumFrameRate(framesPerSecond); }
 
   const AmbientGradientModel& model() const { return model_; }
   int pictureWidth() const { return picture_.width(); }
   int pictureHeight() const { return picture_.height(); }
+  // The colours on screen now and the ones being glided to (see LightColorTransition).
+  std::span<const LightColor> shownColors() const { return colors_.shown(); }
+  std::span<const LightColor> targetColors() const { return colors_.target(); }
+  bool isGliding() const { return glide_.isGliding(); }
+  // How many pictures went to the compositor.
+  int pictureShowCount() const { return pictureShowCount_; }
 
  private:
   void layoutPicture();
@@ -36,8 +47,10 @@ class WaylandLightView final : public LightView {
   WaylandLayerLight& surface_;
   AmbientGradientModel model_;
   LightColorTransition colors_;
+  LightGlide glide_{colors_, [this] { showPicture(); }};
   LightPicture picture_;
   std::vector<std::uint8_t> pixels_;
+  int pictureShowCount_ = 0;
 };
 
 }  // namespace tarvelo

@@ -19,10 +19,11 @@ namespace {
 // handled as it arrives.
 class WaylandLightWindow final : public LightWindow {
  public:
-  explicit WaylandLightWindow(std::unique_ptr<WaylandLayerLight> light)
+  WaylandLightWindow(std::unique_ptr<WaylandLayerLight> light, std::int64_t maximumFramesPerSecond)
       : light_(std::move(light)),
         view_(std::make_unique<WaylandLightView>(*light_)),
         input_(std::make_unique<QSocketNotifier>(light_->fileDescriptor(), QSocketNotifier::Read)) {
+    view_->setMaximumFrameRate(maximumFramesPerSecond);
     light_->onLost = [](const std::string& reason) {
       std::cout << "[Tarvelo] The light screen's surface is gone: " << reason << std::endl;
     };
@@ -52,7 +53,7 @@ WaylandOutputPlatform::WaylandOutputPlatform(OutputNameForScreen outputNameForSc
     : outputNameForScreen_(std::move(outputNameForScreen)), displayName_(std::move(displayName)) {}
 
 std::unique_ptr<LightWindow> WaylandOutputPlatform::createLightWindow(const Screen& screen,
-                                                                      std::int64_t /*maximumFramesPerSecond*/) {
+                                                                      std::int64_t maximumFramesPerSecond) {
   const std::string outputName = outputNameForScreen_ ? outputNameForScreen_(screen) : std::string();
   if (outputName.empty()) {
     std::cout << "[Tarvelo] No Wayland output shows " << screen.localizedName << "; the light stays off." << std::endl;
@@ -63,7 +64,7 @@ std::unique_ptr<LightWindow> WaylandOutputPlatform::createLightWindow(const Scre
     std::cout << "[Tarvelo] The light cannot be shown on " << outputName << ": " << opened.error << std::endl;
     return nullptr;
   }
-  return std::make_unique<WaylandLightWindow>(std::move(opened.light));
+  return std::make_unique<WaylandLightWindow>(std::move(opened.light), maximumFramesPerSecond);
 }
 
 std::unique_ptr<HudWindow> WaylandOutputPlatform::createHudWindow(const DisplayRect& /*frame*/,
