@@ -67,7 +67,11 @@ QString saveArtifact(const QImage& image, const QString& name);
 // Openbox, the window manager the session runs under.
 class WindowManager {
  public:
+  // Returns once openbox manages the screen, so the windows mapped next are
+  // its to place.
   WindowManager();
+  // Returns once it has let the screen go.
+  ~WindowManager();
 
  private:
   Helper process_;
@@ -108,6 +112,9 @@ class DesktopApp {
   bool waitForExit(std::chrono::milliseconds timeout);
   QStringList lines() const { return lines_; }
   QProcess& process() { return process_; }
+  // For a failure's message: whether it still runs, what it wrote to
+  // standard error, and the windows of its class.
+  QString report() const;
 
  private:
   void readLines();

@@ -247,7 +247,7 @@ TEST_F(DesktopTest, WithoutATrayThePanelIsAWindowAndClosingItKeepsTheProgram) {
     }
     return found.has_value();
   };
-  ASSERT_TRUE(waitUntil(titled, 30s)) << "no window titled Tarvelo";
+  ASSERT_TRUE(waitUntil(titled, 30s)) << "no window titled Tarvelo; " << app.report().toStdString();
   const WindowState window = *found;
   EXPECT_EQ(window.geometry.width(), 320);
   EXPECT_EQ(window.geometry.height(), 240);

@@ -56,12 +56,25 @@ void setShape(QWindow& window, xcb_shape_kind_t kind, const std::vector<QRect>& 
   xcb_flush(connection);
 }
 
-bool compositorOwnsScreen(xcb_connection_t* connection, int screenNumber) {
-  // EWMH: a compositing manager owns the selection _NET_WM_CM_S<screen>.
-  const xcb_atom_t selection = internAtom(connection, "_NET_WM_CM_S" + std::to_string(screenNumber));
+bool selectionOwned(xcb_connection_t* connection, const std::string& name) {
+  const xcb_atom_t selection = internAtom(connection, name);
   const XcbReply<xcb_get_selection_owner_reply_t> owner(
       xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
   return owner && owner->owner != XCB_WINDOW_NONE;
+}
+
+// EWMH: a compositing manager owns the selection _NET_WM_CM_S<screen>.
+bool compositorOwnsScreen(xcb_connection_t* connection, int screenNumber) {
+  return selectionOwned(connection, "_NET_WM_CM_S" + std::to_string(screenNumber));
+}
+
+int defaultScreenNumber() {
+  char* host = nullptr;
+  int displayNumber = 0;
+  int screenNumber = 0;
+  if (xcb_parse_display(nullptr, &host, &displayNumber, &screenNumber) == 0) screenNumber = 0;
+  std::free(host);
+  return screenNumber;
 }
 
 // The edge a dock sits on is the one it reserves room at (EWMH struts:
@@ -124,12 +137,7 @@ bool hasCompositingManager(QWindow& window) {
 bool hasCompositingManager() {
   xcb_connection_t* connection = qtConnection();
   if (connection == nullptr) return true;
-  char* host = nullptr;
-  int displayNumber = 0;
-  int screenNumber = 0;
-  if (xcb_parse_display(nullptr, &host, &displayNumber, &screenNumber) == 0) screenNumber = 0;
-  std::free(host);
-  return compositorOwnsScreen(connection, screenNumber);
+  return compositorOwnsScreen(connection, defaultScreenNumber());
 }
 
 namespace {
@@ -182,11 +190,9 @@ void bringToFront(QWindow& window) {
     window.requestActivate();
     return;
   }
-  const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-  const xcb_atom_t supportingCheck = internAtom(connection, "_NET_SUPPORTING_WM_CHECK");
-  const XcbReply<xcb_get_property_reply_t> manager(xcb_get_property_reply(
-      connection, xcb_get_property(connection, 0, screen->root, supportingCheck, XCB_ATOM_WINDOW, 0, 1), nullptr));
-  if (!manager || xcb_get_property_value_length(manager.get()) == 0) {
+  // ICCCM: a window manager owns WM_S<screen> while it runs. (EWMH's
+  // _NET_SUPPORTING_WM_CHECK stays on the root window after it quits.)
+  if (!selectionOwned(connection, "WM_S" + std::to_string(defaultScreenNumber()))) {
     window.requestActivate();
     return;
   }
