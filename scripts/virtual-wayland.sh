@@ -3,15 +3,16 @@
 # wlroots' headless backend (software rendering), a private session bus,
 # PipeWire with WirePlumber, and the screen-cast portal (xdg-desktop-portal with
 # its wlroots backend, whose share dialog answers at once: HEADLESS-1, or a
-# refusal after `answer NAME refuse`).
+# refusal after `answer NAME refuse`, or another output after `answer NAME HEADLESS-2`).
 #
 #   scripts/virtual-wayland.sh start NAME [LAYOUT]   start the rig NAME and print the environment a
 #                                                    client needs (export lines; also kept in a file
 #                                                    whose path `env` prints)
 #   scripts/virtual-wayland.sh env NAME              print that environment again
 #   scripts/virtual-wayland.sh layout NAME LAYOUT    rearrange the outputs
-#   scripts/virtual-wayland.sh answer NAME share|refuse  how the share dialog answers from now on
-#                                                    (a share restored from a kept grant asks no one)
+#   scripts/virtual-wayland.sh answer NAME share|refuse|OUTPUT  how the share dialog answers from now
+#                                                    on: HEADLESS-1, no, or that output (a share
+#                                                    restored from a kept grant asks no one)
 #   scripts/virtual-wayland.sh run NAME COMMAND...   run COMMAND as the rig's user in the rig's environment
 #                                                    (the portal serves only callers whose processes it can
 #                                                    inspect, as on a desktop: the user's own programs)
@@ -153,8 +154,12 @@ CONF
   # share, or fails, which the portal reports as the user's refusal.
   cat > "$dir/share-dialog" <<DIALOG
 #!/bin/sh
-[ "\$(cat "$dir/share-answer" 2> /dev/null)" = refuse ] && exit 1
-echo $top
+answer=\$(cat "$dir/share-answer" 2> /dev/null)
+case "\$answer" in
+  refuse) exit 1 ;;
+  HEADLESS-*) echo "\$answer" ;;
+  *) echo $top ;;
+esac
 DIALOG
   chmod 0755 "$dir/share-dialog"
   # The rig's user answers too: the tests run as that user.
@@ -247,11 +252,11 @@ case "${1:-}" in
   env) [ $# -eq 2 ] || die "usage: $0 env NAME"; check_name "$2"; print_environment "$2" ;;
   layout) [ $# -eq 3 ] || die "usage: $0 layout NAME LAYOUT"; check_name "$2"
           [ -f "$(rig_dir "$2")/environment" ] || die "no rig named $2 runs"; apply_layout "$(rig_dir "$2")" "$3" ;;
-  answer) [ $# -eq 3 ] || die "usage: $0 answer NAME share|refuse"; check_name "$2"
+  answer) [ $# -eq 3 ] || die "usage: $0 answer NAME share|refuse|OUTPUT"; check_name "$2"
           [ -f "$(rig_dir "$2")/environment" ] || die "no rig named $2 runs"
-          case "$3" in share|refuse) echo "$3" > "$(rig_dir "$2")/share-answer" ;;
-                       *) die "the share dialog answers share or refuse ('$3')" ;; esac ;;
+          case "$3" in share|refuse|HEADLESS-[0-9]) echo "$3" > "$(rig_dir "$2")/share-answer" ;;
+                       *) die "the share dialog answers share, refuse or an output's name ('$3')" ;; esac ;;
   run) [ $# -ge 3 ] || die "usage: $0 run NAME COMMAND..."; check_name "$2"; shift; run_as_rig_user "$@" ;;
   stop) [ $# -eq 2 ] || die "usage: $0 stop NAME"; check_name "$2"; stop "$2" ;;
-  *) die "usage: $0 start|env|layout|answer|run|stop NAME [LAYOUT | share|refuse | COMMAND...]" ;;
+  *) die "usage: $0 start|env|layout|answer|run|stop NAME [LAYOUT | share|refuse|OUTPUT | COMMAND...]" ;;
 esac

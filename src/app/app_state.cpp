@@ -28,6 +28,10 @@ namespace {
 constexpr char kDetectingArrangementText[] = "Detecting arrangement\u2026";
 constexpr char kSingleDisplayText[] = "Single display detected";
 constexpr char kManualRoutingText[] = "Manual routing configured";
+// Where the desktop's dialog chose another monitor to share than the movie screen.
+constexpr char kSharingText[] = "Sharing ";
+constexpr char kNotTheMovieScreenText[] = ", not the movie screen";
+constexpr char kAnotherScreenText[] = "another screen";
 
 constexpr char kPermissionRequiredText[] =
     "Screen Recording permission required. Enable in System Settings, then restart Tarvelo.";
@@ -89,6 +93,7 @@ AppState::AppState(AppPlatform& platform, QObject* parent)
       sourceDisplayID_(0),
       targetDisplayID_(0),
       arrangementDescription_(kDetectingArrangementText),
+      routingDescription_(kDetectingArrangementText),
       xOverlapStart_(0.0),
       xOverlapEnd_(1.0),
       lighting_(std::make_shared<LightingValues>()),
@@ -241,7 +246,31 @@ void AppState::setIsRunning(bool value) {
 }
 
 void AppState::setArrangementDescription(std::string value) {
-  arrangementDescription_ = std::move(value);
+  routingDescription_ = std::move(value);
+  publishArrangementDescription();
+}
+
+void AppState::setCapturedDisplay(std::optional<DisplayId> value) {
+  capturedDisplay_ = value;
+  publishArrangementDescription();
+}
+
+// On a desktop whose dialog picks the shared monitor, the user may have
+// picked another one than the movie screen: the light then follows that
+// one, and the panel says so where it shows the routing.
+void AppState::publishArrangementDescription() {
+  std::string description = routingDescription_;
+  if (capturedDisplay_ && *capturedDisplay_ != sourceDisplayID_) {
+    const auto nameOf = [this](DisplayId id) -> std::optional<std::string> {
+      for (const DisplayInfo& display : availableDisplays_) {
+        if (display.id == id) return display.name;
+      }
+      return std::nullopt;
+    };
+    description = kSharingText + nameOf(*capturedDisplay_).value_or(kAnotherScreenText) + kNotTheMovieScreenText;
+    if (const std::optional<std::string> source = nameOf(sourceDisplayID_)) description += " " + *source;
+  }
+  arrangementDescription_ = std::move(description);
   emit arrangementDescriptionChanged();
 }
 
@@ -494,6 +523,7 @@ void AppState::finishStart(PendingStart pending, std::exception_ptr error) {
     captureService_ = std::move(pending.service);
     setIsRunning(true);
     setErrorMessage(std::nullopt);
+    setCapturedDisplay(captureService_->capturedDisplay());
     return;
   }
   const std::string description = describe(error);
@@ -524,6 +554,7 @@ void AppState::stop() {
     captureService_->stop();
     captureService_.reset();
   }
+  if (capturedDisplay_) setCapturedDisplay(std::nullopt);
   if (ambientWindow_) {
     ambientWindow_->close();
     ambientWindow_.reset();

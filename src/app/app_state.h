@@ -208,7 +208,11 @@ class AppState final : public QObject {
   std::optional<Screen> findTargetScreen();
 
   void setIsRunning(bool value);
+  // The routing's own description; a shared monitor other than the source
+  // stands in its place while the lights run (see publishArrangementDescription).
   void setArrangementDescription(std::string value);
+  void setCapturedDisplay(std::optional<DisplayId> value);
+  void publishArrangementDescription();
   void setXOverlapStart(double value);
   void setXOverlapEnd(double value);
   void setAvailableDisplays(std::vector<DisplayInfo> value);
@@ -226,6 +230,9 @@ class AppState final : public QObject {
   DisplayId sourceDisplayID_;
   DisplayId targetDisplayID_;
   std::string arrangementDescription_;
+  std::string routingDescription_;
+  // While the lights run: the display the capture shows, where known.
+  std::optional<DisplayId> capturedDisplay_;
   double xOverlapStart_;
   double xOverlapEnd_;
   std::shared_ptr<LightingValues> lighting_;

@@ -4,6 +4,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "displays/display_info.h"
@@ -63,6 +64,10 @@ class CaptureStream {
   virtual void startCapture(std::function<void(std::exception_ptr)> completion) = 0;
   // Asks the stream to stop; does not wait, reports nothing.
   virtual void stopCapture() = 0;
+  // The display the stream shows, once it has started: the one it was made
+  // for, or, where the desktop has the user pick the monitor to share, the
+  // display that monitor was matched to; absent when none matches.
+  virtual std::optional<DisplayId> capturedDisplay() const = 0;
 };
 
 // The platform's capture facility; one implementation per platform.

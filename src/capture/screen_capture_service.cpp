@@ -77,6 +77,10 @@ void ScreenCaptureService::startStream(DisplayId displayId, std::int64_t fps, St
   });
 }
 
+std::optional<DisplayId> ScreenCaptureService::capturedDisplay() const {
+  return stream_ ? stream_->capturedDisplay() : std::nullopt;
+}
+
 void ScreenCaptureService::stop() {
   if (!isCapturing_) return;
   isCapturing_ = false;

@@ -38,6 +38,10 @@ class ScreenCaptureService final : private CaptureStreamDelegate {
   void start(DisplayId displayId, std::int64_t fps, StartCompletion completion);
   void stop();
   bool isCapturing() const { return isCapturing_; }
+  // After a successful start: the display captured (see
+  // CaptureStream::capturedDisplay), which on a desktop that lets the user
+  // pick the shared monitor may not be the one asked for.
+  std::optional<DisplayId> capturedDisplay() const;
 
   // The configuration start() asks for. An `fps` that does not fit a signed
   // 32-bit integer is a programming error and stops the process.

@@ -106,5 +106,40 @@ TEST_F(DisplayRoutingTest, ManualRoutingWithNoDisplayKeepsIdsAndResetsTheOverlap
   EXPECT_EQ(state.xOverlapEnd(), 1.0);
 }
 
+// On a desktop whose share dialog picks the monitor, the user may share another
+// one than the movie screen: the light follows it, and the routing line says so
+// while the lights run, through a refresh of the displays too.
+TEST_F(DisplayRoutingTest, ASharedMonitorOtherThanTheMovieScreenIsNamedWhileTheLightsRun) {
+  useStackedDisplays();
+  fakes.capture.sharedMonitor = kBottomDisplay;
+  AppState& state = create();
+  const std::string routing = state.arrangementDescription();
+  ASSERT_EQ(routing, "Auto-aligned: Top (Top) \u2192 Bottom (Bottom)");
+  int changes = 0;
+  QObject::connect(&state, &AppState::arrangementDescriptionChanged, [&] { ++changes; });
+
+  startAndSettle();
+  ASSERT_TRUE(state.isRunning());
+  EXPECT_EQ(state.arrangementDescription(), "Sharing Bottom, not the movie screen Top");
+  EXPECT_EQ(state.arrangementDescriptionText(), QStringLiteral("Sharing Bottom, not the movie screen Top"));
+  EXPECT_GE(changes, 1);
+  state.refreshDisplays();
+  EXPECT_EQ(state.arrangementDescription(), "Sharing Bottom, not the movie screen Top");
+  EXPECT_EQ(state.sourceDisplayID(), kTopDisplay) << "the routing itself stays as detected";
+
+  state.stop();
+  EXPECT_EQ(state.arrangementDescription(), routing);
+}
+
+TEST_F(DisplayRoutingTest, SharingTheMovieScreenLeavesTheRoutingLineAlone) {
+  useStackedDisplays();
+  fakes.capture.sharedMonitor = kTopDisplay;
+  AppState& state = create();
+  const std::string routing = state.arrangementDescription();
+  startAndSettle();
+  ASSERT_TRUE(state.isRunning());
+  EXPECT_EQ(state.arrangementDescription(), routing);
+}
+
 }  // namespace
 }  // namespace tarvelo::testing

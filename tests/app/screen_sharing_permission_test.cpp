@@ -1,6 +1,6 @@
 // Capture permission on a Wayland desktop, on the headless rig
 // (scripts/virtual-wayland.sh), whose share dialog answers at once: a share,
-// or a refusal while a RigShareRefusal lives.
+// or a refusal while a RigShareAnswer says so.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
@@ -19,7 +19,7 @@ namespace tarvelo {
 namespace {
 
 using testing::FakeRestoreTokenStore;
-using testing::RigShareRefusal;
+using testing::RigShareAnswer;
 using testing::runInRig;
 
 // How many screen-cast sessions the rig's portal backend has been asked for.
@@ -80,7 +80,7 @@ TEST(ScreenSharingPermissionTest, ARefusedDialogForgetsAGrantTheDesktopNoLongerH
   int answers = 0;
   permission.setAnswerHandler([&] { ++answers; });
   {
-    const RigShareRefusal refusal;
+    const RigShareAnswer refusal("refuse");
     permission.request();
     ASSERT_TRUE(waitForAnswers(answers, 1));
   }

@@ -1,6 +1,6 @@
 // The Wayland capture on the headless rig (scripts/virtual-wayland.sh): the
 // portal shares HEADLESS-1 without asking (or refuses, while a
-// RigShareRefusal lives), the test paints it with sway's background and
+// RigShareAnswer says so), the test paints it with sway's background and
 // checks the 160 x 100 frames.
 #include <gtest/gtest.h>
 
@@ -144,8 +144,23 @@ class PipeWireCaptureTest : public ::testing::Test {
     sway("output HEADLESS-1 bg #000000 solid_color; output HEADLESS-2 bg #000000 solid_color");
   }
 
+  // The rig's outputs in the 4k-over-hd layout, as the display source lists them.
+  static std::vector<OnlineDisplay> rigDisplays() {
+    OnlineDisplay top;
+    top.id = 1;
+    top.pixelWidth = 3840;
+    top.pixelHeight = 2160;
+    top.bounds = {0, 0, 3840, 2160};
+    OnlineDisplay bottom;
+    bottom.id = 2;
+    bottom.pixelWidth = 1920;
+    bottom.pixelHeight = 1080;
+    bottom.bounds = {960, 2160, 1920, 1080};
+    return {top, bottom};
+  }
+
   std::shared_ptr<testing::FakeRestoreTokenStore> tokens_ = std::make_shared<testing::FakeRestoreTokenStore>();
-  PipeWireCaptureBackend backend_{[] { return std::vector<DisplayId>{1, 2}; }, tokens_};
+  PipeWireCaptureBackend backend_{rigDisplays, tokens_};
   std::shared_ptr<SerialQueue> queue_ = std::make_shared<SerialQueue>("com.tarvelo.capture");
   RecordingDelegate delegate_;
 };
@@ -154,6 +169,7 @@ TEST_F(PipeWireCaptureTest, FramesShowTheColoursPaintedOnTheSharedOutputAfterThe
   auto stream = backend_.makeStream(1, smallFrames(), delegate_);
   stream->addStreamOutput(queue_);
   ASSERT_EQ(describe(startAndWait(*stream)), "no error");
+  EXPECT_EQ(stream->capturedDisplay(), 1u);
 
   // The light screen's colour must never show: only HEADLESS-1 is shared.
   sway("output HEADLESS-2 bg #22cc55 solid_color; output HEADLESS-1 bg #cc2233 solid_color");
@@ -217,7 +233,7 @@ TEST_F(PipeWireCaptureTest, ASecondStartAsksWithTheRestoreTokenOfTheFirst) {
 TEST_F(PipeWireCaptureTest, AStartTheUserRefusesFailsSayingSoAndForgetsTheKeptGrant) {
   // A token the desktop does not know (as after it forgot the share): it asks again.
   tokens_->setToken("0d5e3c58-6a55-4f0b-9b7e-1a2b3c4d5e6f");
-  const testing::RigShareRefusal refusal;
+  const testing::RigShareAnswer refusal("refuse");
   auto stream = backend_.makeStream(1, smallFrames(), delegate_);
   stream->addStreamOutput(queue_);
   EXPECT_EQ(describe(startAndWait(*stream)), "Screen sharing was refused in the desktop's dialog.");
@@ -225,6 +241,16 @@ TEST_F(PipeWireCaptureTest, AStartTheUserRefusesFailsSayingSoAndForgetsTheKeptGr
   EXPECT_EQ(tokens_->restoreToken(), std::nullopt);
   EXPECT_TRUE(tokens_->stored().empty());
   EXPECT_EQ(delegate_.frames(), 0);
+}
+
+TEST_F(PipeWireCaptureTest, AnotherMonitorChosenInTheDialogIsCapturedAndNamed) {
+  const testing::RigShareAnswer choice("HEADLESS-2");
+  auto stream = backend_.makeStream(1, smallFrames(), delegate_);
+  stream->addStreamOutput(queue_);
+  ASSERT_EQ(describe(startAndWait(*stream)), "no error");
+  EXPECT_EQ(stream->capturedDisplay(), 2u) << "the shared monitor is the lower display";
+  sway("output HEADLESS-1 bg #cc2233 solid_color; output HEADLESS-2 bg #22cc55 solid_color");
+  EXPECT_TRUE(delegate_.waitForPicture({{kWholeFrame, {0x22, 0xcc, 0x55}}})) << delegate_.frames() << " frames";
 }
 
 TEST_F(PipeWireCaptureTest, NoFrameReachesTheDelegateAfterStopCapture) {

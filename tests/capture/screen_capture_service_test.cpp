@@ -126,6 +126,19 @@ TEST_F(ScreenCaptureServiceTest, IsNotCapturingBeforeStart) {
   EXPECT_EQ(backend.queryCount(), 0u);
 }
 
+TEST_F(ScreenCaptureServiceTest, TellsWhichDisplayTheStartedStreamShows) {
+  EXPECT_EQ(service.capturedDisplay(), std::nullopt);
+  ASSERT_EQ(startAndWait(service, backend, kMovieDisplay, 30).error, nullptr);
+  EXPECT_EQ(service.capturedDisplay(), kMovieDisplay);
+  service.stop();
+  EXPECT_EQ(service.capturedDisplay(), std::nullopt);
+
+  // Where the desktop's dialog picked another monitor.
+  backend.sharedMonitor = kOtherDisplay;
+  ASSERT_EQ(startAndWait(service, backend, kMovieDisplay, 30).error, nullptr);
+  EXPECT_EQ(service.capturedDisplay(), kOtherDisplay);
+}
+
 TEST_F(ScreenCaptureServiceTest, DisplayNotAmongShareableDisplaysFailsWithDisplayNotFound) {
   const StartResult result = startAndWait(service, backend, kUnpluggedDisplay, 30);
 

@@ -24,15 +24,17 @@ class FakeCaptureBackend;
 // where a test configures failures and looks at what happened.
 class FakeCaptureStream final : public CaptureStream {
  public:
-  explicit FakeCaptureStream(FakeCaptureBackend& backend);
+  FakeCaptureStream(FakeCaptureBackend& backend, DisplayId display);
   ~FakeCaptureStream() override;
 
   void addStreamOutput(std::shared_ptr<SerialQueue> queue) override;
   void startCapture(std::function<void(std::exception_ptr)> completion) override;
   void stopCapture() override;
+  std::optional<DisplayId> capturedDisplay() const override;
 
  private:
   FakeCaptureBackend& backend_;
+  DisplayId display_;
 };
 
 // A capture platform driven by the test.
@@ -44,6 +46,9 @@ class FakeCaptureStream final : public CaptureStream {
 //   startCaptureError       if set, startCapture completes with it
 //   completesAsynchronously false: completions run inside the call;
 //                           true: each completion runs on a fresh std::thread
+//   sharedMonitor           the display a stream reports it shows, as where the
+//                           desktop picks the shared monitor (unset: the one it
+//                           was made for)
 //
 // Look at (any time, from any thread):
 //   queryCount(), streamsMade(), liveStreamCount(), stopCaptureCount(),
@@ -64,6 +69,7 @@ class FakeCaptureBackend final : public CaptureBackend {
   std::exception_ptr addStreamOutputError;
   std::exception_ptr startCaptureError;
   bool completesAsynchronously = false;
+  std::optional<DisplayId> sharedMonitor;
 
   FakeCaptureBackend() = default;
   explicit FakeCaptureBackend(std::vector<DisplayId> displays) : shareableDisplays(std::move(displays)) {}
@@ -93,7 +99,7 @@ class FakeCaptureBackend final : public CaptureBackend {
       lastConfiguration_ = configuration;
       delegate_ = &delegate;
     }
-    return std::make_unique<FakeCaptureStream>(*this);
+    return std::make_unique<FakeCaptureStream>(*this, display);
   }
 
   std::size_t queryCount() const { return locked(queryCount_); }
@@ -196,7 +202,8 @@ class FakeCaptureBackend final : public CaptureBackend {
   std::vector<std::thread> threads_;
 };
 
-inline FakeCaptureStream::FakeCaptureStream(FakeCaptureBackend& backend) : backend_(backend) {
+inline FakeCaptureStream::FakeCaptureStream(FakeCaptureBackend& backend, DisplayId display)
+    : backend_(backend), display_(display) {
   std::lock_guard lock(backend_.mutex_);
   ++backend_.liveStreams_;
 }
@@ -219,6 +226,10 @@ inline void FakeCaptureStream::startCapture(std::function<void(std::exception_pt
 inline void FakeCaptureStream::stopCapture() {
   std::lock_guard lock(backend_.mutex_);
   ++backend_.stopCaptureCount_;
+}
+
+inline std::optional<DisplayId> FakeCaptureStream::capturedDisplay() const {
+  return backend_.sharedMonitor.value_or(display_);
 }
 
 }  // namespace tarvelo::testing

@@ -71,11 +71,11 @@ void useRigLayout(const std::string& layout) {
   runInRig(std::string(kRigScript) + " layout " TARVELO_TEST_WAYLAND_RIG " " + layout + " 2>&1");
 }
 
-RigShareRefusal::RigShareRefusal() { answer("refuse"); }
+RigShareAnswer::RigShareAnswer(const std::string& answer) { answerWith(answer); }
 
-RigShareRefusal::~RigShareRefusal() { answer("share"); }
+RigShareAnswer::~RigShareAnswer() { answerWith("share"); }
 
-void RigShareRefusal::answer(const std::string& answer) {
+void RigShareAnswer::answerWith(const std::string& answer) {
   runInRig(std::string(kRigScript) + " answer " TARVELO_TEST_WAYLAND_RIG " " + answer + " 2>&1");
 }
 

@@ -24,18 +24,19 @@ std::string runInRig(const std::string& command);
 // (4k-over-hd, stacked, side-by-side, reversed, top-off, bottom-off).
 void useRigLayout(const std::string& layout);
 
-// While one lives, the rig's share dialog refuses, as a user who says no
-// does; afterwards it shares HEADLESS-1 again. A share restored from a grant
-// the desktop still honours asks no one, so it is not refused.
-class RigShareRefusal {
+// While one lives, the rig's share dialog gives `answer`: "refuse", as a user
+// who says no, or the name of the output to share; afterwards it shares
+// HEADLESS-1 again. A share restored from a grant the desktop still honours
+// asks no one, so it is not answered.
+class RigShareAnswer {
  public:
-  RigShareRefusal();
-  ~RigShareRefusal();
-  RigShareRefusal(const RigShareRefusal&) = delete;
-  RigShareRefusal& operator=(const RigShareRefusal&) = delete;
+  explicit RigShareAnswer(const std::string& answer);
+  ~RigShareAnswer();
+  RigShareAnswer(const RigShareAnswer&) = delete;
+  RigShareAnswer& operator=(const RigShareAnswer&) = delete;
 
  private:
-  static void answer(const std::string& answer);
+  static void answerWith(const std::string& answer);
 };
 
 }  // namespace tarvelo::testing

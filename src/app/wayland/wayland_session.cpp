@@ -56,14 +56,7 @@ class WaylandSession final : public DisplayServerSession {
   QtScreenList screens_{
       QtScreenList::DisplayIdForScreen([](const QScreen& screen) { return WaylandDisplaySource::displayIdForScreen(screen); })};
   // The capture asks from the main thread, as the start of the lights does.
-  PipeWireCaptureBackend capture_{[this] {
-                                    std::vector<DisplayId> ids;
-                                    for (const OnlineDisplay& display : displaySource_.onlineDisplays()) {
-                                      ids.push_back(display.id);
-                                    }
-                                    return ids;
-                                  },
-                                  grants_};
+  PipeWireCaptureBackend capture_{[this] { return displaySource_.onlineDisplays(); }, grants_};
   WaylandOutputPlatform output_{outputNameFor};
   WaylandKeyMonitors keys_;
   ScreenSharingPermission permission_{grants_};

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "capture/capture_stream.h"
+#include "displays/display_source.h"
 
 namespace tarvelo {
 
@@ -13,11 +14,13 @@ class RestoreTokenStore;
 // Screen capture on a Wayland desktop, through the screen-cast portal and
 // PipeWire. The desktop, not the program, decides which monitor is shared (its
 // dialog, or the restore token of an earlier grant), so a stream shows the
-// shared monitor whatever display it is made for.
+// shared monitor whatever display it is made for, and reports the display
+// that monitor matches (see matchSharedMonitor).
 class PipeWireCaptureBackend final : public CaptureBackend {
  public:
-  // `onlineDisplays` lists the displays the desktop has now (from the display source).
-  PipeWireCaptureBackend(std::function<std::vector<DisplayId>()> onlineDisplays,
+  // `onlineDisplays` lists the displays the desktop has now (from the display
+  // source); it is called on the thread that makes the streams.
+  PipeWireCaptureBackend(std::function<std::vector<OnlineDisplay>()> onlineDisplays,
                          std::shared_ptr<RestoreTokenStore> restoreTokens);
 
   void queryShareableDisplays(ShareableDisplaysCompletion completion) override;
@@ -25,7 +28,9 @@ class PipeWireCaptureBackend final : public CaptureBackend {
                                             CaptureStreamDelegate& delegate) override;
 
  private:
-  std::function<std::vector<DisplayId>()> onlineDisplays_;
+  std::vector<OnlineDisplay> listOnlineDisplays() const;
+
+  std::function<std::vector<OnlineDisplay>()> onlineDisplays_;
   std::shared_ptr<RestoreTokenStore> restoreTokens_;
 };
 

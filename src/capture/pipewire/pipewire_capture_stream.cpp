@@ -21,6 +21,7 @@
 #include "capture/minimum_interval.h"
 #include "capture/pipewire/screen_cast_portal.h"
 #include "capture/pipewire/screen_cast_restore_token.h"
+#include "capture/pipewire/shared_monitor_match.h"
 #include "capture/serial_queue.h"
 #include "support/change_pacer.h"
 
@@ -282,9 +283,11 @@ void PipeWireCaptureStream::Shared::end(std::string reason) {
 
 PipeWireCaptureStream::PipeWireCaptureStream(const StreamConfiguration& configuration,
                                              CaptureStreamDelegate& delegate,
-                                             std::shared_ptr<RestoreTokenStore> restoreTokens)
+                                             std::shared_ptr<RestoreTokenStore> restoreTokens,
+                                             std::vector<OnlineDisplay> displays)
     : configuration_(configuration),
       restoreTokens_(std::move(restoreTokens)),
+      displays_(std::move(displays)),
       shared_(std::make_shared<Shared>(delegate, configuration)) {}
 
 namespace {
@@ -350,6 +353,7 @@ std::exception_ptr PipeWireCaptureStream::setUp() {
 
     shared.portal = std::make_unique<ScreenCastPortal>();
     ScreenCastGrant grant = shared.portal->start(restoreTokens_.get(), shared.isStopped);
+    capturedDisplay_ = matchSharedMonitor(grant, displays_);
 
     initPipeWireOnce();
     {

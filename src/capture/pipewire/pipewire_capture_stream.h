@@ -4,8 +4,11 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "capture/capture_stream.h"
+#include "displays/display_source.h"
 
 namespace tarvelo {
 
@@ -21,12 +24,17 @@ class SerialQueue;
 // the output queue, at most once per minimum frame interval. The compositor sends
 // pictures only when the screen changes, so a still screen costs nothing.
 //
+// Where the portal reports the shared monitor's size (and place), the stream
+// knows which display it shows (capturedDisplay).
+//
 // When the share ends (the monitor is unplugged, or the user stops sharing from
 // the desktop), the stream ends through the delegate's streamDidStopWithError.
 class PipeWireCaptureStream final : public CaptureStream {
  public:
+  // `displays` are the ones online when the stream is made, to match the
+  // shared monitor against.
   PipeWireCaptureStream(const StreamConfiguration& configuration, CaptureStreamDelegate& delegate,
-                        std::shared_ptr<RestoreTokenStore> restoreTokens);
+                        std::shared_ptr<RestoreTokenStore> restoreTokens, std::vector<OnlineDisplay> displays);
   // Stops and waits for a delivery in progress: no frame reaches the delegate afterwards.
   ~PipeWireCaptureStream() override;
 
@@ -38,6 +46,7 @@ class PipeWireCaptureStream final : public CaptureStream {
   // desktop's dialog), connects to PipeWire and reports once, there.
   void startCapture(std::function<void(std::exception_ptr)> completion) override;
   void stopCapture() override;
+  std::optional<DisplayId> capturedDisplay() const override { return capturedDisplay_; }
 
   // What the PipeWire thread and the delivery jobs share; named here only so
   // that PipeWire's C callbacks can reach it.
@@ -49,6 +58,9 @@ class PipeWireCaptureStream final : public CaptureStream {
 
   StreamConfiguration configuration_;
   std::shared_ptr<RestoreTokenStore> restoreTokens_;
+  std::vector<OnlineDisplay> displays_;
+  // Written on the output queue before the start's completion runs.
+  std::optional<DisplayId> capturedDisplay_;
   std::shared_ptr<SerialQueue> queue_;
   std::shared_ptr<Shared> shared_;
   bool isStarted_ = false;

@@ -70,6 +70,7 @@ class X11CaptureStream final : public CaptureStream {
   // CaptureError::displayNotFound.
   void startCapture(std::function<void(std::exception_ptr)> completion) override;
   void stopCapture() override;
+  std::optional<DisplayId> capturedDisplay() const override { return display_; }
 
  private:
   // What the watcher thread and the capture jobs share; a capture job keeps it
