@@ -119,7 +119,9 @@ std::string sendRaw(const fs::path& socketPath, const std::string& text) {
     close(socket);
     return "(cannot connect)";
   }
-  (void)!write(socket, text.data(), text.size());
+  // The instance may hang up before the text is written (it drops another
+  // user's connection at once): that is an answer, not a reason to die of SIGPIPE.
+  (void)!send(socket, text.data(), text.size(), MSG_NOSIGNAL);
   shutdown(socket, SHUT_WR);
   std::string answer;
   char buffer[64];
