@@ -1,12 +1,15 @@
 #include "output/wayland/wayland_output_platform.h"
 
 #include <QCursor>
+#include <QGuiApplication>
 #include <QPoint>
+#include <QScreen>
 #include <QSocketNotifier>
 
 #include <iostream>
 #include <utility>
 
+#include "output/wayland/full_screen_light_window.h"
 #include "output/wayland/wayland_layer_light.h"
 #include "output/wayland/wayland_light_view.h"
 
@@ -47,6 +50,15 @@ class WaylandLightWindow final : public LightWindow {
   std::unique_ptr<QSocketNotifier> input_;
 };
 
+// Qt's screen for a Wayland output: Qt names its screens after the outputs.
+QScreen* qtScreenNamed(const std::string& outputName) {
+  if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr) return nullptr;
+  for (QScreen* screen : QGuiApplication::screens()) {
+    if (screen->name().toStdString() == outputName) return screen;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 WaylandOutputPlatform::WaylandOutputPlatform(OutputNameForScreen outputNameForScreen, std::string displayName)
@@ -60,6 +72,11 @@ std::unique_ptr<LightWindow> WaylandOutputPlatform::createLightWindow(const Scre
     return nullptr;
   }
   WaylandLayerLight::OpenResult opened = WaylandLayerLight::open(outputName, displayName_);
+  if (!opened.light && opened.failure == WaylandLayerLight::Failure::noLayerShell) {
+    if (QScreen* output = qtScreenNamed(outputName)) {
+      return std::make_unique<FullScreenLightWindow>(*output, maximumFramesPerSecond);
+    }
+  }
   if (!opened.light) {
     std::cout << "[Tarvelo] The light cannot be shown on " << outputName << ": " << opened.error << std::endl;
     return nullptr;

@@ -8,14 +8,16 @@
 
 namespace tarvelo {
 
-// The light output on a Wayland compositor with wlr-layer-shell: the light is
-// a layer surface of our own on the light screen's output (WaylandLayerLight),
-// shown through WaylandLightView, and driven by the application's event loop.
+// The light output on a Wayland compositor: where it offers wlr-layer-shell,
+// the light is a layer surface of our own on the light screen's output
+// (WaylandLayerLight), shown through WaylandLightView, and driven by the
+// application's event loop; elsewhere (GNOME) it is a full-screen toplevel on
+// that output (FullScreenLightWindow), which needs Qt on its wayland platform.
 //
 // A Wayland client learns nothing of the pointer outside its own surfaces and
 // cannot place a toplevel, so there is no global mouse monitor here and no
 // HUD window of its own: createHudWindow() makes none, and the HUD stays off.
-// Needs a QCoreApplication; call on its thread.
+// Needs a QGuiApplication; call on its thread.
 class WaylandOutputPlatform final : public OutputPlatform {
  public:
   // The compositor's name for the output that shows `screen` (e.g. "DP-1");
