@@ -16,15 +16,24 @@
 #              took (tarvelo --verbose counts them)
 #   still      the same with nothing changing on HEADLESS-1
 #   rss        tarvelo's peak resident set (VmHWM) at the end of the moving run
+#   latency    tarvelo-wayland-light-latency-probe flips HEADLESS-1 between two
+#              colours (a layer surface above everything there) and times the
+#              first change of the light at HEADLESS-2's top edge, which it
+#              watches through a screen cast of its own (the rig's share
+#              dialog is told to share HEADLESS-2 for it). That cast adds its
+#              own delay, measured first by flipping HEADLESS-2 itself with
+#              tarvelo not running; the light's latency is the difference of
+#              the medians.
 #
-#   scripts/measure-wayland-lights.sh [--rig NAME] [--build DIR] [--rounds N] [--seconds S]
+#   scripts/measure-wayland-lights.sh [--rig NAME] [--build DIR] [--rounds N] [--seconds S] [--flips N]
 set -euo pipefail
 
 rig_name=tarvelo-measure
 build=build/release
 rounds=3
 seconds=20
-usage="usage: $0 [--rig NAME] [--build DIR] [--rounds N] [--seconds S]"
+flips=20
+usage="usage: $0 [--rig NAME] [--build DIR] [--rounds N] [--seconds S] [--flips N]"
 while [ $# -gt 0 ]; do
   [ $# -ge 2 ] || { echo "$usage" >&2; exit 2; }
   case "$1" in
@@ -32,6 +41,7 @@ while [ $# -gt 0 ]; do
     --build) build=$2 ;;
     --rounds) rounds=$2 ;;
     --seconds) seconds=$2 ;;
+    --flips) flips=$2 ;;
     *) echo "$usage" >&2; exit 2 ;;
   esac
   shift 2
@@ -41,7 +51,8 @@ here=$(cd "$(dirname "$0")/.." && pwd)
 rig=$here/scripts/virtual-wayland.sh
 tarvelo=$(realpath "$build/src/app/tarvelo")
 animator=$(realpath "$build/tools/tarvelo-wayland-light-bench")
-for binary in "$tarvelo" "$animator"; do
+probe=$(realpath "$build/bench/tarvelo-wayland-light-latency-probe")
+for binary in "$tarvelo" "$animator" "$probe"; do
   [ -x "$binary" ] || { echo "measure: $binary is not built" >&2; exit 1; }
 done
 
@@ -124,6 +135,22 @@ for round in $(seq "$rounds"); do
   record still_tarvelo "$(percent "$t0" "$t1")"
   record still_desktop "$(percent "$d0" "$d1")"
   stop_pid "$tarvelo_pid"
+
+  # The watching cast's own delay, with nothing over HEADLESS-2, then the
+  # light's through it. Tarvelo's own share is restored from its grant.
+  "$rig" answer "$rig_name" HEADLESS-2
+  "$rig" run "$rig_name" "$probe" --flip HEADLESS-2 --flips "$flips" > "$work/cast.out" 2> /dev/null || true
+  record cast_p50 "$(awk '/^p50/ { print $2 }' "$work/cast.out")"
+  "$rig" answer "$rig_name" share
+  start_tarvelo
+  "$rig" answer "$rig_name" HEADLESS-2
+  "$rig" run "$rig_name" "$probe" --flip HEADLESS-1 --flips "$flips" > "$work/light.out" 2> /dev/null || true
+  "$rig" answer "$rig_name" share
+  record light_p50 "$(awk '/^p50/ { print $2 }' "$work/light.out")"
+  record light_p95 "$(awk '/^p50/ { print $4 }' "$work/light.out")"
+  record light_max "$(awk '/^p50/ { print $6 }' "$work/light.out")"
+  record light_misses "$(awk '/^p50/ { print $8 }' "$work/light.out")"
+  stop_pid "$tarvelo_pid"
 done
 
 echo
@@ -136,3 +163,8 @@ done
 echo "$(figure tarvelo_ms_per_frame) $(figure desktop_ms_per_frame)" |
   awk '{ printf "%-58s %.2f = %.2f + %.2f\n", "CPU per captured frame (ms): tarvelo + desktop", $1 + $2, $1, $2 }'
 printf '%-58s %.0f\n' "peak RSS of tarvelo (MiB)" "$(figure rss)"
+printf '%-58s %.1f / %.1f / %.1f (%s missed)\n' "latency through a second cast: p50 / p95 / max (ms)" \
+  "$(figure light_p50)" "$(figure light_p95)" "$(figure light_max)" "$(figure light_misses)"
+printf '%-58s %.1f\n' "that cast's own delay: p50 (ms)" "$(figure cast_p50)"
+echo "$(figure light_p50) $(figure cast_p50)" |
+  awk '{ printf "%-58s %.1f\n", "latency of the light: p50 less the cast'"'"'s (ms)", $1 - $2 }'
