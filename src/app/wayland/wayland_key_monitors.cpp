@@ -1,9 +1,11 @@
 #include "app/wayland/wayland_key_monitors.h"
 
+#include <QDBusConnection>
 #include <QGuiApplication>
 
 #include <utility>
 
+#include "app/wayland/global_shortcuts_portal.h"
 #include "app/x11/xkb_local_key_filter.h"
 
 namespace tarvelo {
@@ -13,8 +15,12 @@ WaylandKeyMonitors::WaylandKeyMonitors() = default;
 WaylandKeyMonitors::~WaylandKeyMonitors() = default;
 
 std::optional<MonitorToken> WaylandKeyMonitors::addGlobalKeyDownMonitor(
-    std::function<void(const KeyEvent&)> /*handler*/) {
-  return std::nullopt;
+    std::function<void(const KeyEvent&)> handler) {
+  QDBusConnection bus = QDBusConnection::sessionBus();
+  if (!bus.isConnected()) return std::nullopt;
+  const MonitorToken token = nextToken_++;
+  globalMonitors_.emplace(token, std::make_unique<GlobalShortcutsPortal>(std::move(bus), std::move(handler)));
+  return token;
 }
 
 std::optional<MonitorToken> WaylandKeyMonitors::addLocalKeyDownMonitor(
@@ -25,6 +31,9 @@ std::optional<MonitorToken> WaylandKeyMonitors::addLocalKeyDownMonitor(
   return token;
 }
 
-void WaylandKeyMonitors::removeMonitor(MonitorToken token) { localMonitors_.erase(token); }
+void WaylandKeyMonitors::removeMonitor(MonitorToken token) {
+  localMonitors_.erase(token);
+  globalMonitors_.erase(token);
+}
 
 }  // namespace tarvelo

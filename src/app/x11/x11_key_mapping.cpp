@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "app/global_shortcuts.h"
 #include "support/fatal_error.h"
 
 namespace tarvelo {
@@ -91,21 +92,6 @@ constexpr std::array kModifierBits{
     ModifierBit{x11_state::kMod4, kCommandFlag},    ModifierBit{x11_state::kMod5, kOptionFlag},
 };
 
-struct Shortcut {
-  std::uint64_t modifierFlags;
-  std::uint16_t virtualKeyCode;
-};
-
-// The key handler's shortcuts, in its terms: eight with Command-Shift, one
-// with Command alone.
-constexpr std::array kShortcuts{
-    Shortcut{kCommandFlag | kShiftFlag, 18},  Shortcut{kCommandFlag | kShiftFlag, 19},
-    Shortcut{kCommandFlag | kShiftFlag, 20},  Shortcut{kCommandFlag | kShiftFlag, 37},
-    Shortcut{kCommandFlag | kShiftFlag, 123}, Shortcut{kCommandFlag | kShiftFlag, 124},
-    Shortcut{kCommandFlag | kShiftFlag, 125}, Shortcut{kCommandFlag | kShiftFlag, 126},
-    Shortcut{kCommandFlag, 43},
-};
-
 // Num Lock is a lock the user does not hold and the key handler never sees,
 // so a shortcut acts whether it is on or off. Caps Lock does reach the key
 // handler, which then rejects the combination: grabbing it would only take the
@@ -158,10 +144,10 @@ std::optional<KeyEvent> keyEventFromX11(std::uint32_t keycode, std::uint32_t sta
 
 std::vector<X11KeyGrab> shortcutKeyGrabs() {
   std::vector<X11KeyGrab> grabs;
-  grabs.reserve(kShortcuts.size() * kLockVariants.size());
-  for (const Shortcut& shortcut : kShortcuts) {
-    const std::optional<std::uint8_t> keycode = x11KeycodeFromVirtualKeyCode(shortcut.virtualKeyCode);
-    const std::optional<std::uint16_t> modifiers = x11StateFromModifierFlags(shortcut.modifierFlags);
+  grabs.reserve(globalShortcuts().size() * kLockVariants.size());
+  for (const GlobalShortcut& shortcut : globalShortcuts()) {
+    const std::optional<std::uint8_t> keycode = x11KeycodeFromVirtualKeyCode(shortcut.event.keyCode);
+    const std::optional<std::uint16_t> modifiers = x11StateFromModifierFlags(shortcut.event.modifierFlags);
     if (!keycode || !modifiers) fatalError("a shortcut key or modifier is missing from the X11 key tables");
     for (const std::uint16_t locks : kLockVariants) {
       grabs.push_back(X11KeyGrab{*keycode, static_cast<std::uint16_t>(*modifiers | locks)});
