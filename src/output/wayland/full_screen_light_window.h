@@ -2,9 +2,9 @@
 
 #include <QQuickWindow>
 #include <cstdint>
-#include <memory>
 
 #include "output/output_platform.h"
+#include "output/quick_light_window.h"
 
 class QScreen;
 
@@ -31,13 +31,11 @@ class FullScreenLightWindow final : public LightWindow {
   LightView* view() override;
   void orderOut() override;
 
-  QQuickWindow& window() { return *window_; }
-  AmbientGradientView& gradientView() { return *view_; }
+  QQuickWindow& window() { return light_.window(); }
+  AmbientGradientView& gradientView() { return light_.view(); }
 
  private:
-  std::unique_ptr<QQuickWindow> window_;
-  // Declared after the window: the item leaves its window's scene first.
-  std::unique_ptr<AmbientGradientView> view_;
+  QuickLightWindow light_;
 };
 
 }  // namespace tarvelo

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <QQuickWindow>
-#include <memory>
 
 #include "output/output_platform.h"
+#include "output/quick_light_window.h"
 
 class QScreen;
 
@@ -27,13 +27,11 @@ class QtLightWindow final : public LightWindow {
   LightView* view() override;
   void orderOut() override;
 
-  QQuickWindow& window() { return *window_; }
-  AmbientGradientView& gradientView() { return *view_; }
+  QQuickWindow& window() { return light_.window(); }
+  AmbientGradientView& gradientView() { return light_.view(); }
 
  private:
-  std::unique_ptr<QQuickWindow> window_;
-  // Declared after the window: the item leaves its window's scene first.
-  std::unique_ptr<AmbientGradientView> view_;
+  QuickLightWindow light_;
 };
 
 }  // namespace tarvelo

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QQuickWindow>
+#include <memory>
+
+namespace tarvelo {
+
+class AmbientGradientView;
+
+// The Qt Quick light in a window of its own: an opaque black window and the
+// light view that fills it, following its size. The platforms' light windows
+// (QtLightWindow on X11, FullScreenLightWindow on a Wayland compositor
+// without a layer shell) give it their flags and place it.
+class QuickLightWindow {
+ public:
+  QuickLightWindow();
+  ~QuickLightWindow();
+
+  QuickLightWindow(const QuickLightWindow&) = delete;
+  QuickLightWindow& operator=(const QuickLightWindow&) = delete;
+
+  QQuickWindow& window() { return *window_; }
+  AmbientGradientView& view() { return *view_; }
+
+ private:
+  std::unique_ptr<QQuickWindow> window_;
+  // Declared after the window: the item leaves its window's scene first.
+  std::unique_ptr<AmbientGradientView> view_;
+};
+
+}  // namespace tarvelo
