@@ -3,9 +3,11 @@
 #include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <wayland-cursor.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -32,6 +34,17 @@ constexpr std::uint32_t kLayerShellVersion = 4;
 constexpr std::uint32_t kCompositorVersion = 4;  // wl_surface.damage_buffer
 constexpr std::uint32_t kOutputVersion = 4;      // wl_output.name
 constexpr std::uint32_t kXdgOutputVersion = 3;
+constexpr std::uint32_t kSeatVersion = 3;  // wl_pointer.release
+
+// The pointer keeps the desktop's arrow over the light, at the theme's size.
+constexpr const char* kCursorName = "left_ptr";
+constexpr int kDefaultCursorSize = 24;
+
+int cursorSize() {
+  const char* size = std::getenv("XCURSOR_SIZE");
+  const int parsed = size != nullptr ? std::atoi(size) : 0;
+  return parsed > 0 && parsed <= 256 ? parsed : kDefaultCursorSize;
+}
 
 std::uint32_t boundVersion(std::uint32_t offered, std::uint32_t wanted) { return std::min(offered, wanted); }
 
@@ -56,6 +69,13 @@ struct WaylandLayerLightEvents {
     } else if (kind == zxdg_output_manager_v1_interface.name) {
       light->xdgOutputManager_ = static_cast<zxdg_output_manager_v1*>(wl_registry_bind(
           registry, name, &zxdg_output_manager_v1_interface, boundVersion(version, kXdgOutputVersion)));
+    } else if (kind == wl_subcompositor_interface.name) {
+      light->subcompositor_ =
+          static_cast<wl_subcompositor*>(wl_registry_bind(registry, name, &wl_subcompositor_interface, 1));
+    } else if (kind == wl_seat_interface.name && light->seat_ == nullptr) {
+      light->seat_ = static_cast<wl_seat*>(
+          wl_registry_bind(registry, name, &wl_seat_interface, boundVersion(version, kSeatVersion)));
+      wl_seat_add_listener(light->seat_, &kSeatListener, light);
     } else if (kind == wl_output_interface.name) {
       auto entry = std::make_unique<WaylandLayerLight::OutputEntry>();
       entry->global = name;
@@ -116,7 +136,46 @@ struct WaylandLayerLightEvents {
   static void release(void* data, wl_buffer* /*buffer*/) {
     auto* slot = static_cast<WaylandLayerLight::ShmBuffer*>(data);
     slot->busy = false;
-    slot->owner->presentPending();
+    slot->owner->presentWaiting();
+  }
+
+  static void seatCapabilities(void* data, wl_seat* /*seat*/, std::uint32_t capabilities) {
+    static_cast<WaylandLayerLight*>(data)->usePointer((capabilities & WL_SEAT_CAPABILITY_POINTER) != 0);
+  }
+  static void seatName(void*, wl_seat*, const char*) {}
+
+  static void pointerEnter(void* data, wl_pointer* /*pointer*/, std::uint32_t serial, wl_surface* /*surface*/,
+                           wl_fixed_t x, wl_fixed_t y) {
+    auto* light = static_cast<WaylandLayerLight*>(data);
+    light->setCursor(serial);
+    light->reportPointer(WaylandLayerLight::PointerEvent::Kind::motion, wl_fixed_to_double(x), wl_fixed_to_double(y));
+  }
+  static void pointerLeave(void* data, wl_pointer* /*pointer*/, std::uint32_t /*serial*/, wl_surface* /*surface*/) {
+    auto* light = static_cast<WaylandLayerLight*>(data);
+    light->reportPointer(WaylandLayerLight::PointerEvent::Kind::leave, light->pointerX_, light->pointerY_);
+  }
+  static void pointerMotion(void* data, wl_pointer* /*pointer*/, std::uint32_t /*time*/, wl_fixed_t x, wl_fixed_t y) {
+    static_cast<WaylandLayerLight*>(data)->reportPointer(WaylandLayerLight::PointerEvent::Kind::motion,
+                                                         wl_fixed_to_double(x), wl_fixed_to_double(y));
+  }
+  static void pointerButton(void* data, wl_pointer* /*pointer*/, std::uint32_t /*serial*/, std::uint32_t /*time*/,
+                            std::uint32_t button, std::uint32_t state) {
+    auto* light = static_cast<WaylandLayerLight*>(data);
+    const auto kind = state == WL_POINTER_BUTTON_STATE_PRESSED ? WaylandLayerLight::PointerEvent::Kind::press
+                                                                : WaylandLayerLight::PointerEvent::Kind::release;
+    light->reportPointer(kind, light->pointerX_, light->pointerY_, button);
+  }
+  static void pointerAxis(void*, wl_pointer*, std::uint32_t, std::uint32_t, wl_fixed_t) {}
+
+  // Zero first: the events a later protocol version adds are never sent at the version bound.
+  static wl_pointer_listener pointerListener() {
+    wl_pointer_listener listener{};
+    listener.enter = pointerEnter;
+    listener.leave = pointerLeave;
+    listener.motion = pointerMotion;
+    listener.button = pointerButton;
+    listener.axis = pointerAxis;
+    return listener;
   }
 
   static constexpr wl_registry_listener kRegistryListener{global, globalRemove};
@@ -126,11 +185,15 @@ struct WaylandLayerLightEvents {
                                                               xdgDescription};
   static constexpr zwlr_layer_surface_v1_listener kLayerSurfaceListener{configure, closed};
   static constexpr wl_buffer_listener kBufferListener{release};
+  static constexpr wl_seat_listener kSeatListener{seatCapabilities, seatName};
+  static inline const wl_pointer_listener kPointerListener = pointerListener();
 };
 
 WaylandLayerLight::OpenResult WaylandLayerLight::open(const std::string& outputName, const std::string& displayName,
                                                       std::chrono::milliseconds timeout) {
   std::unique_ptr<WaylandLayerLight> light(new WaylandLayerLight());
+  light->lightBuffers_.format = WL_SHM_FORMAT_XRGB8888;
+  light->overlayBuffers_.format = WL_SHM_FORMAT_ARGB8888;
   light->display_ = wl_display_connect(displayName.empty() ? nullptr : displayName.c_str());
   if (light->display_ == nullptr) {
     const std::string where = displayName.empty() ? "WAYLAND_DISPLAY" : displayName;
@@ -197,7 +260,21 @@ WaylandLayerLight::OpenResult WaylandLayerLight::finishOpen(const std::string& o
 }
 
 WaylandLayerLight::~WaylandLayerLight() {
-  for (ShmBuffer& slot : buffers_) destroyBuffer(slot);
+  for (ShmBuffer& slot : overlayBuffers_.buffers) destroyBuffer(slot);
+  if (overlaySubsurface_ != nullptr) wl_subsurface_destroy(overlaySubsurface_);
+  if (overlaySurface_ != nullptr) wl_surface_destroy(overlaySurface_);
+  usePointer(false);
+  if (cursorSurface_ != nullptr) wl_surface_destroy(cursorSurface_);
+  if (cursorTheme_ != nullptr) wl_cursor_theme_destroy(cursorTheme_);
+  if (seat_ != nullptr) {
+    if (wl_seat_get_version(seat_) >= WL_SEAT_RELEASE_SINCE_VERSION) {
+      wl_seat_release(seat_);
+    } else {
+      wl_seat_destroy(seat_);
+    }
+  }
+  if (subcompositor_ != nullptr) wl_subcompositor_destroy(subcompositor_);
+  for (ShmBuffer& slot : lightBuffers_.buffers) destroyBuffer(slot);
   if (viewport_ != nullptr) wp_viewport_destroy(viewport_);
   if (layerSurface_ != nullptr) zwlr_layer_surface_v1_destroy(layerSurface_);
   if (surface_ != nullptr) wl_surface_destroy(surface_);
@@ -227,71 +304,174 @@ WaylandLayerLight::~WaylandLayerLight() {
   }
 }
 
-bool WaylandLayerLight::show(const BgraPictureView& picture) {
-  if (lost_ || picture.pixels == nullptr || picture.width <= 0 || picture.height <= 0 ||
-      picture.bytesPerLine < static_cast<std::ptrdiff_t>(picture.width) * 4) {
-    return false;
-  }
-  if (freeBuffer(picture.width, picture.height) != nullptr) {
-    hasPending_ = false;
-    present(picture.pixels, picture.bytesPerLine, picture.width, picture.height);
-    return flush();
-  }
-  // Both buffers are on screen or on their way: keep the newest picture for
-  // the first one the compositor gives back.
-  const std::size_t rowBytes = static_cast<std::size_t>(picture.width) * 4;
-  pendingPixels_.resize(rowBytes * static_cast<std::size_t>(picture.height));
-  for (int row = 0; row < picture.height; ++row) {
-    std::memcpy(pendingPixels_.data() + rowBytes * static_cast<std::size_t>(row),
-                picture.pixels + picture.bytesPerLine * row, rowBytes);
-  }
-  pendingWidth_ = picture.width;
-  pendingHeight_ = picture.height;
-  hasPending_ = true;
-  return true;
+namespace {
+
+bool isUsable(const BgraPictureView& picture) {
+  return picture.pixels != nullptr && picture.width > 0 && picture.height > 0 &&
+         picture.bytesPerLine >= static_cast<std::ptrdiff_t>(picture.width) * 4;
 }
 
-void WaylandLayerLight::presentPending() {
-  if (!hasPending_ || lost_ || freeBuffer(pendingWidth_, pendingHeight_) == nullptr) return;
-  hasPending_ = false;
-  present(pendingPixels_.data(), static_cast<std::ptrdiff_t>(pendingWidth_) * 4, pendingWidth_, pendingHeight_);
-  // Sent now, not at the owner's next dispatch: this picture is already late.
+void copyRows(const BgraPictureView& picture, std::uint8_t* target) {
+  const std::size_t rowBytes = static_cast<std::size_t>(picture.width) * 4;
+  for (int row = 0; row < picture.height; ++row) {
+    std::memcpy(target + rowBytes * static_cast<std::size_t>(row), picture.pixels + picture.bytesPerLine * row,
+                rowBytes);
+  }
+}
+
+}  // namespace
+
+bool WaylandLayerLight::show(const BgraPictureView& picture) {
+  if (lost_ || !isUsable(picture)) return false;
+  if (ShmBuffer* slot = write(lightBuffers_, picture)) presentLight(*slot);
+  return flush();
+}
+
+bool WaylandLayerLight::showOverlay(const BgraPictureView& picture, int x, int y) {
+  if (lost_ || !isUsable(picture) || subcompositor_ == nullptr) return false;
+  if (overlaySurface_ == nullptr) createOverlay();
+  if (!overlayPlaced_ || x != overlayX_ || y != overlayY_) {
+    // A subsurface moves with its parent's next commit, which changes nothing else.
+    wl_subsurface_set_position(overlaySubsurface_, x, y);
+    wl_surface_commit(surface_);
+    overlayX_ = x;
+    overlayY_ = y;
+    overlayPlaced_ = true;
+  }
+  overlayShown_ = true;
+  if (ShmBuffer* slot = write(overlayBuffers_, picture)) presentOverlay(*slot);
+  return flush();
+}
+
+void WaylandLayerLight::hideOverlay() {
+  if (!overlayShown_) return;
+  overlayShown_ = false;
+  overlayBuffers_.hasWaiting = false;
+  wl_surface_attach(overlaySurface_, nullptr, 0, 0);
+  wl_surface_commit(overlaySurface_);
   flush();
 }
 
-void WaylandLayerLight::present(const std::uint8_t* pixels, std::ptrdiff_t bytesPerLine, int width, int height) {
-  ShmBuffer* slot = freeBuffer(width, height);
-  if (slot == nullptr) return;
-  const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
-  for (int row = 0; row < height; ++row) {
-    std::memcpy(slot->pixels + rowBytes * static_cast<std::size_t>(row), pixels + bytesPerLine * row, rowBytes);
+// Desynchronised, so the overlay changes without waiting for the light's next
+// picture; with an empty input region, so the pointer's news stays the light's.
+void WaylandLayerLight::createOverlay() {
+  overlaySurface_ = wl_compositor_create_surface(compositor_);
+  overlaySubsurface_ = wl_subcompositor_get_subsurface(subcompositor_, overlaySurface_, surface_);
+  wl_subsurface_set_desync(overlaySubsurface_);
+  wl_region* noInput = wl_compositor_create_region(compositor_);
+  wl_surface_set_input_region(overlaySurface_, noInput);
+  wl_region_destroy(noInput);
+}
+
+WaylandLayerLight::ShmBuffer* WaylandLayerLight::write(BufferPair& pair, const BgraPictureView& picture) {
+  if (ShmBuffer* slot = freeBuffer(pair, picture.width, picture.height)) {
+    pair.hasWaiting = false;
+    copyRows(picture, slot->pixels);
+    return slot;
   }
-  wl_surface_attach(surface_, slot->buffer, 0, 0);
+  // Both buffers are on screen or on their way: keep the newest picture for
+  // the first one the compositor gives back.
+  pair.waitingPixels.resize(static_cast<std::size_t>(picture.width) * 4 * static_cast<std::size_t>(picture.height));
+  copyRows(picture, pair.waitingPixels.data());
+  pair.waitingWidth = picture.width;
+  pair.waitingHeight = picture.height;
+  pair.hasWaiting = true;
+  return nullptr;
+}
+
+void WaylandLayerLight::presentWaiting() {
+  if (lost_) return;
+  bool presented = false;
+  for (BufferPair* pair : {&lightBuffers_, &overlayBuffers_}) {
+    if (!pair->hasWaiting) continue;
+    ShmBuffer* slot = freeBuffer(*pair, pair->waitingWidth, pair->waitingHeight);
+    if (slot == nullptr) continue;
+    pair->hasWaiting = false;
+    std::memcpy(slot->pixels, pair->waitingPixels.data(), slot->size);
+    if (pair == &lightBuffers_) {
+      presentLight(*slot);
+    } else {
+      presentOverlay(*slot);
+    }
+    presented = true;
+  }
+  // Sent now, not at the owner's next dispatch: this picture is already late.
+  if (presented) flush();
+}
+
+void WaylandLayerLight::presentLight(ShmBuffer& slot) {
+  wl_surface_attach(surface_, slot.buffer, 0, 0);
   wp_viewport_set_destination(viewport_, width_, height_);
   if (wl_proxy_get_version(reinterpret_cast<wl_proxy*>(surface_)) >= WL_SURFACE_DAMAGE_BUFFER_SINCE_VERSION) {
-    wl_surface_damage_buffer(surface_, 0, 0, width, height);
+    wl_surface_damage_buffer(surface_, 0, 0, slot.width, slot.height);
   } else {
     wl_surface_damage(surface_, 0, 0, width_, height_);
   }
   wl_surface_commit(surface_);
-  slot->busy = true;
+  slot.busy = true;
   ++committedPictures_;
 }
 
-WaylandLayerLight::ShmBuffer* WaylandLayerLight::freeBuffer(int width, int height) {
-  for (ShmBuffer& slot : buffers_) {
+void WaylandLayerLight::presentOverlay(ShmBuffer& slot) {
+  wl_surface_attach(overlaySurface_, slot.buffer, 0, 0);
+  // Unscaled: buffer and surface units are the same.
+  wl_surface_damage(overlaySurface_, 0, 0, slot.width, slot.height);
+  wl_surface_commit(overlaySurface_);
+  slot.busy = true;
+}
+
+void WaylandLayerLight::usePointer(bool present) {
+  if (present && pointer_ == nullptr && seat_ != nullptr) {
+    pointer_ = wl_seat_get_pointer(seat_);
+    wl_pointer_add_listener(pointer_, &WaylandLayerLightEvents::kPointerListener, this);
+  } else if (!present && pointer_ != nullptr) {
+    if (wl_pointer_get_version(pointer_) >= WL_POINTER_RELEASE_SINCE_VERSION) {
+      wl_pointer_release(pointer_);
+    } else {
+      wl_pointer_destroy(pointer_);
+    }
+    pointer_ = nullptr;
+  }
+}
+
+// A surface that sets no cursor shows whatever the pointer last looked like
+// (or nothing), so the light shows the desktop's arrow.
+void WaylandLayerLight::setCursor(std::uint32_t serial) {
+  if (cursorTheme_ == nullptr) cursorTheme_ = wl_cursor_theme_load(std::getenv("XCURSOR_THEME"), cursorSize(), shm_);
+  wl_cursor* cursor = cursorTheme_ != nullptr ? wl_cursor_theme_get_cursor(cursorTheme_, kCursorName) : nullptr;
+  if (cursor == nullptr || cursor->image_count == 0) return;
+  wl_cursor_image* image = cursor->images[0];
+  wl_buffer* buffer = wl_cursor_image_get_buffer(image);
+  if (buffer == nullptr) return;
+  if (cursorSurface_ == nullptr) cursorSurface_ = wl_compositor_create_surface(compositor_);
+  wl_surface_attach(cursorSurface_, buffer, 0, 0);
+  wl_surface_damage(cursorSurface_, 0, 0, static_cast<std::int32_t>(image->width),
+                    static_cast<std::int32_t>(image->height));
+  wl_surface_commit(cursorSurface_);
+  wl_pointer_set_cursor(pointer_, serial, cursorSurface_, static_cast<std::int32_t>(image->hotspot_x),
+                        static_cast<std::int32_t>(image->hotspot_y));
+}
+
+void WaylandLayerLight::reportPointer(PointerEvent::Kind kind, double x, double y, std::uint32_t button) {
+  pointerX_ = x;
+  pointerY_ = y;
+  if (onPointer) onPointer(PointerEvent{kind, x, y, button});
+}
+
+WaylandLayerLight::ShmBuffer* WaylandLayerLight::freeBuffer(BufferPair& pair, int width, int height) {
+  for (ShmBuffer& slot : pair.buffers) {
     if (!slot.busy && slot.buffer != nullptr && slot.width == width && slot.height == height) return &slot;
   }
   // A free slot of another size (or none yet) is remade at this size.
-  for (ShmBuffer& slot : buffers_) {
+  for (ShmBuffer& slot : pair.buffers) {
     if (slot.busy) continue;
     destroyBuffer(slot);
-    return makeBuffer(slot, width, height) ? &slot : nullptr;
+    return makeBuffer(slot, width, height, pair.format) ? &slot : nullptr;
   }
   return nullptr;
 }
 
-bool WaylandLayerLight::makeBuffer(ShmBuffer& slot, int width, int height) {
+bool WaylandLayerLight::makeBuffer(ShmBuffer& slot, int width, int height, std::uint32_t format) {
   const std::size_t stride = static_cast<std::size_t>(width) * 4;
   const std::size_t size = stride * static_cast<std::size_t>(height);
   if (size > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) return false;
@@ -307,8 +487,7 @@ bool WaylandLayerLight::makeBuffer(ShmBuffer& slot, int width, int height) {
     return false;
   }
   wl_shm_pool* pool = wl_shm_create_pool(shm_, fd, static_cast<std::int32_t>(size));
-  slot.buffer = wl_shm_pool_create_buffer(pool, 0, width, height, static_cast<std::int32_t>(stride),
-                                          WL_SHM_FORMAT_XRGB8888);
+  slot.buffer = wl_shm_pool_create_buffer(pool, 0, width, height, static_cast<std::int32_t>(stride), format);
   wl_shm_pool_destroy(pool);
   close(fd);
   slot.owner = this;
@@ -355,6 +534,9 @@ bool WaylandLayerLight::dispatch(std::chrono::milliseconds timeout) {
       wl_display_cancel_read(display_);
     }
     wl_display_dispatch_pending(display_);
+    // What the handlers asked for (a pointer for a seat that gained one, a
+    // cursor) goes now: on a still screen nothing else would send it.
+    wl_display_flush(display_);
   }
   if (const int error = wl_display_get_error(display_); error != 0) {
     markLost(std::string("The Wayland connection broke: ") + std::strerror(error));

@@ -12,10 +12,15 @@
 struct wl_buffer;
 struct wl_compositor;
 struct wl_display;
+struct wl_cursor_theme;
 struct wl_output;
+struct wl_pointer;
 struct wl_registry;
 struct wl_region;
+struct wl_seat;
 struct wl_shm;
+struct wl_subcompositor;
+struct wl_subsurface;
 struct wl_surface;
 struct wp_viewport;
 struct wp_viewporter;
@@ -42,6 +47,10 @@ struct BgraPictureView {
 // small picture in shared memory and lets the compositor stretch it to the
 // output (wp_viewporter), so a change of colours costs a small picture, not
 // a full-screen redraw.
+//
+// Over the light it can hold one translucent overlay picture (the HUD): a
+// subsurface of the light's own surface, which takes no input, so whatever the
+// pointer does there reaches the light, which reports it (onPointer).
 //
 // It has a connection to the compositor of its own: Qt 6.4 offers no public
 // handle to its own connection, and a connection of our own works whichever
@@ -108,6 +117,28 @@ class WaylandLayerLight {
   // Called once, from dispatch(), when the light is lost.
   std::function<void(const std::string& reason)> onLost;
 
+  // What the pointer does over the light, in the light's surface coordinates
+  // (the output's logical size), the overlay included.
+  struct PointerEvent {
+    enum class Kind { motion, press, release, leave };
+    Kind kind = Kind::motion;
+    double x = 0.0;
+    double y = 0.0;
+    // The Linux input code of the button pressed or released (BTN_LEFT, ...).
+    std::uint32_t button = 0;
+  };
+  // Called from dispatch(), while the connection is being read: a handler
+  // that could end the light must act later, not from inside the call.
+  std::function<void(const PointerEvent& event)> onPointer;
+
+  // Shows `picture` (premultiplied alpha, bytes blue, green, red, alpha) at
+  // its own size over the light, its top-left corner at `x`, `y` of the
+  // light's surface. Copies it. False for an empty picture or once lost.
+  bool showOverlay(const BgraPictureView& picture, int x, int y);
+  // Takes the overlay away until the next showOverlay().
+  void hideOverlay();
+  bool isOverlayShown() const { return overlayShown_; }
+
   // How many pictures were handed to the compositor (a burst faster than it
   // gives buffers back hands over only the last picture that waited).
   int committedPictures() const { return committedPictures_; }
@@ -122,6 +153,16 @@ class WaylandLayerLight {
     int height = 0;
     bool busy = false;
   };
+  // Two buffers taking turns for one surface, and the newest picture waiting
+  // for one of them to come back.
+  struct BufferPair {
+    std::array<ShmBuffer, 2> buffers;
+    std::uint32_t format = 0;
+    std::vector<std::uint8_t> waitingPixels;
+    int waitingWidth = 0;
+    int waitingHeight = 0;
+    bool hasWaiting = false;
+  };
   struct OutputEntry;
   friend struct WaylandLayerLightEvents;
 
@@ -130,13 +171,21 @@ class WaylandLayerLight {
   bool roundtrip();
   bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds timeout);
   void markLost(const std::string& reason);
-  ShmBuffer* freeBuffer(int width, int height);
-  bool makeBuffer(ShmBuffer& slot, int width, int height);
+  ShmBuffer* freeBuffer(BufferPair& pair, int width, int height);
+  bool makeBuffer(ShmBuffer& slot, int width, int height, std::uint32_t format);
   static void destroyBuffer(ShmBuffer& slot);
-  // Writes a picture (tightly packed rows) into a free buffer and commits it.
-  void present(const std::uint8_t* pixels, std::ptrdiff_t bytesPerLine, int width, int height);
-  void presentPending();
+  // Into a free buffer of `pair` when there is one, else kept as the pair's
+  // waiting picture; the buffer written, or null.
+  ShmBuffer* write(BufferPair& pair, const BgraPictureView& picture);
+  // Commits a written buffer to the light's surface, stretched over the output.
+  void presentLight(ShmBuffer& slot);
+  void presentOverlay(ShmBuffer& slot);
+  void presentWaiting();
   bool flush();
+  void createOverlay();
+  void usePointer(bool present);
+  void setCursor(std::uint32_t serial);
+  void reportPointer(PointerEvent::Kind kind, double x, double y, std::uint32_t button = 0);
 
   wl_display* display_ = nullptr;
   wl_registry* registry_ = nullptr;
@@ -148,22 +197,30 @@ class WaylandLayerLight {
   std::vector<std::unique_ptr<OutputEntry>> outputs_;
   // The registry name of the light's output, to notice when it goes.
   std::uint32_t outputGlobal_ = 0;
+  wl_subcompositor* subcompositor_ = nullptr;
+  wl_seat* seat_ = nullptr;
+  wl_pointer* pointer_ = nullptr;
+  wl_cursor_theme* cursorTheme_ = nullptr;
+  wl_surface* cursorSurface_ = nullptr;
+  double pointerX_ = 0.0;
+  double pointerY_ = 0.0;
   wl_surface* surface_ = nullptr;
   wp_viewport* viewport_ = nullptr;
   zwlr_layer_surface_v1* layerSurface_ = nullptr;
-  std::array<ShmBuffer, 2> buffers_;
+  BufferPair lightBuffers_;
+  wl_surface* overlaySurface_ = nullptr;
+  wl_subsurface* overlaySubsurface_ = nullptr;
+  BufferPair overlayBuffers_;
+  int overlayX_ = 0;
+  int overlayY_ = 0;
+  bool overlayPlaced_ = false;
+  bool overlayShown_ = false;
   int width_ = 0;
   int height_ = 0;
   bool configured_ = false;
   bool lost_ = false;
   bool lossReported_ = false;
   std::string lossReason_;
-  // A picture shown while both buffers were held: written into the first
-  // buffer the compositor gives back.
-  std::vector<std::uint8_t> pendingPixels_;
-  int pendingWidth_ = 0;
-  int pendingHeight_ = 0;
-  bool hasPending_ = false;
   int committedPictures_ = 0;
 };
 
