@@ -26,7 +26,7 @@ namespace {
 // The one place the display server's facilities are chosen: by the platform
 // Qt was started on (see useWaylandWhereTheSessionIsWayland).
 std::unique_ptr<DisplayServerSession> makeSession(QQmlEngine& viewEngine) {
-  if (QGuiApplication::platformName() == QLatin1String("wayland")) return makeWaylandSession();
+  if (QGuiApplication::platformName() == QLatin1String("wayland")) return makeWaylandSession(viewEngine);
   return makeX11Session(viewEngine);
 }
 

@@ -2,13 +2,13 @@
 # The program on a Wayland session, from outside: on the headless two-output
 # rig it captures the upper output through the screen-cast portal and lights
 # the lower one (a first start, with no grant kept: it asks the desktop and
-# goes on once sharing is allowed), follows a new picture, keeps the desktop's
-# grant in an owner-only file, and takes the light away when a second launch
-# stops it.
+# goes on once sharing is allowed), follows a new picture, lets the HUD inside
+# the light fade and wakes it when the pointer moves over the light, keeps the desktop's grant in an owner-only file, and takes the
+# light away when a second launch stops it.
 #
-#   wayland_end_to_end.sh TARVELO_BINARY RIG_SCRIPT RIG_NAME
+#   wayland_end_to_end.sh TARVELO_BINARY RIG_SCRIPT RIG_NAME RIG_POINTER_BINARY
 set -eu
-tarvelo=$1 rig=$2 name=$3
+tarvelo=$1 rig=$2 name=$3 pointer=$4
 in_rig() { "$rig" run "$name" "$@"; }
 fail() { echo "FAIL: $*" >&2; exit 1; }
 
@@ -38,6 +38,25 @@ wait_for_light() {  # condition what
   fail "the light screen never showed $2 (last probe: $(probe))"
 }
 
+# How many pixels of the HUD's middle row (centred on HEADLESS-2, 28 + 25
+# above its bottom) are dark: the capsule is, the red light under it is not.
+hud_dark_pixels() {
+  in_rig sh -c "grim -g '1660,3187 520x1' -t ppm - | tail -c 1560 | od -An -v -tu1" |
+    awk '{ for (i = 1; i <= NF; i++) v[n++] = $i } END { for (i = 0; i + 2 < n; i += 3) if (v[i] < 100 && v[i + 1] < 100 && v[i + 2] < 100) dark++; print dark + 0 }'
+}
+wait_for_hud() {  # shown|hidden
+  tries=0
+  while [ $tries -lt 60 ]; do
+    dark=$(hud_dark_pixels)
+    if [ "$1" = shown ] && [ "$dark" -gt 100 ]; then return 0; fi
+    if [ "$1" = hidden ] && [ "$dark" -eq 0 ]; then return 0; fi
+    tries=$((tries + 1)); sleep 0.25
+  done
+  fail "the HUD was never $1 (dark pixels on its row: $dark)"
+}
+
+# The pointer waits on the movie screen, off the light.
+in_rig "$pointer" 3840x3240 move 100 100
 in_rig swaymsg "output HEADLESS-2 bg #000000 solid_color" > /dev/null
 in_rig swaymsg "output HEADLESS-1 bg #c04020 solid_color" > /dev/null
 wait_for_light "r < 10 && g < 10 && b < 10" "black before the lights"
@@ -51,6 +70,11 @@ in_rig rm -f "$token"
 program=$!
 
 wait_for_light "r > g + 80 && r > b + 80" "the movie screen's red"
+# The HUD, shown at launch, fades after a few quiet seconds and comes back
+# when the pointer moves over the light.
+wait_for_hud hidden
+in_rig "$pointer" 3840x3240 move 1200 2500
+wait_for_hud shown
 in_rig swaymsg "output HEADLESS-1 bg #2050d0 solid_color" > /dev/null
 wait_for_light "b > r + 80 && b > g + 40" "the movie screen's new blue"
 

@@ -109,18 +109,3 @@ TEST_F(FullScreenLightOnWayland, CoversTheLightScreensOutputAloneAndGoesWhenOrde
 
 }  // namespace
 }  // namespace tarvelo
-
-// Inside the rig, on Qt's wayland platform: the light is a Qt window there.
-int main(int argc, char** argv) {
-  if (tarvelo::testing::isListingTests(argc, argv)) {
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-  }
-  if (!tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
-  setenv("QT_QPA_PLATFORM", "wayland", 1);
-  // As the program draws on a machine without a GPU, as the rig is.
-  QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-  QGuiApplication application(argc, argv);
-  ::testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
-}

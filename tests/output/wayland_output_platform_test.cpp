@@ -13,9 +13,11 @@
 #include <functional>
 #include <string>
 
-#include "light_probes.h"
+#include "app/app_state.h"
+#include "app/app_test_support.h"
 #include "output/light_view.h"
 #include "pipeline/zone_color.h"
+#include "ui/view_engine.h"
 
 namespace tarvelo {
 namespace {
@@ -55,11 +57,12 @@ class WaylandOutputPlatformTest : public ::testing::Test {
   static Screen lightScreen() { return Screen{7U, "Light", DisplayRect{960, 2160, 1920, 1080}}; }
 
   std::string shots_;
+  ui::ViewEngine views_;
 };
 
 TEST_F(WaylandOutputPlatformTest, TheLightLandsOnTheScreensOutputFollowsColoursAndGoesWhenOrderedOut) {
   std::vector<Screen> asked;
-  WaylandOutputPlatform platform([&](const Screen& screen) {
+  WaylandOutputPlatform platform(views_, [&](const Screen& screen) {
     asked.push_back(screen);
     return std::string("HEADLESS-2");
   });
@@ -95,7 +98,7 @@ TEST_F(WaylandOutputPlatformTest, TheLightLandsOnTheScreensOutputFollowsColoursA
 }
 
 TEST_F(WaylandOutputPlatformTest, AnOutputTheCompositorLacksGivesNoWindowAndOneLine) {
-  WaylandOutputPlatform platform([](const Screen&) { return std::string("NOWHERE-9"); });
+  WaylandOutputPlatform platform(views_, [](const Screen&) { return std::string("NOWHERE-9"); });
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(platform.createLightWindow(lightScreen(), 30), nullptr);
   const std::string said = ::testing::internal::GetCapturedStdout();
@@ -104,15 +107,20 @@ TEST_F(WaylandOutputPlatformTest, AnOutputTheCompositorLacksGivesNoWindowAndOneL
 }
 
 TEST_F(WaylandOutputPlatformTest, AScreenNoOutputShowsGivesNoWindowAndOneLine) {
-  WaylandOutputPlatform platform([](const Screen&) { return std::string(); });
+  WaylandOutputPlatform platform(views_, [](const Screen&) { return std::string(); });
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(platform.createLightWindow(lightScreen(), 30), nullptr);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "[Tarvelo] No Wayland output shows Light; the light stays off.\n");
 }
 
-TEST_F(WaylandOutputPlatformTest, HearsOfNoPointerMovesOutsideItsOwnSurfaces) {
-  WaylandOutputPlatform platform([](const Screen&) { return std::string("HEADLESS-2"); });
-  EXPECT_EQ(platform.addGlobalMouseMovedMonitor([] {}), std::nullopt);
+TEST_F(WaylandOutputPlatformTest, WithoutALightThereIsNoHud) {
+  WaylandOutputPlatform platform(views_, [](const Screen&) { return std::string("NOWHERE-9"); });
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(platform.createLightWindow(lightScreen(), 30), nullptr);
+  ::testing::internal::GetCapturedStdout();
+  testing::AppStateHarness harness;
+  harness.create();
+  EXPECT_EQ(platform.createHudWindow(DisplayRect{1660, 3162, 520, 50}, *harness.appState, [] {}), nullptr);
 }
 
 }  // namespace

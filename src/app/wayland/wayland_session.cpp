@@ -42,6 +42,8 @@ std::string outputNameFor(const Screen& screen) {
 
 class WaylandSession final : public DisplayServerSession {
  public:
+  explicit WaylandSession(QQmlEngine& viewEngine) : output_(viewEngine, outputNameFor) {}
+
   DisplaySource& displaySource() override { return displaySource_; }
   ScreenList& screens() override { return screens_; }
   CaptureBackend& capture() override { return capture_; }
@@ -57,7 +59,7 @@ class WaylandSession final : public DisplayServerSession {
       QtScreenList::DisplayIdForScreen([](const QScreen& screen) { return WaylandDisplaySource::displayIdForScreen(screen); })};
   // The capture asks from the main thread, as the start of the lights does.
   PipeWireCaptureBackend capture_{[this] { return displaySource_.onlineDisplays(); }, grants_};
-  WaylandOutputPlatform output_{outputNameFor};
+  WaylandOutputPlatform output_;
   WaylandKeyMonitors keys_;
   ScreenSharingPermission permission_{grants_};
 };
@@ -73,6 +75,8 @@ bool waylandCompositorAnswers() {
   return true;
 }
 
-std::unique_ptr<DisplayServerSession> makeWaylandSession() { return std::make_unique<WaylandSession>(); }
+std::unique_ptr<DisplayServerSession> makeWaylandSession(QQmlEngine& viewEngine) {
+  return std::make_unique<WaylandSession>(viewEngine);
+}
 
 }  // namespace tarvelo

@@ -1,12 +1,18 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "output/output_platform.h"
 
+class QQmlEngine;
+
 namespace tarvelo {
+
+class WaylandLayerLightWindow;
 
 // The light output on a Wayland compositor: where it offers wlr-layer-shell,
 // the light is a layer surface of our own on the light screen's output
@@ -15,32 +21,50 @@ namespace tarvelo {
 // that output (FullScreenLightWindow), which needs Qt on its wayland platform.
 //
 // A Wayland client learns nothing of the pointer outside its own surfaces and
-// cannot place a toplevel, so there is no global mouse monitor here and no
-// HUD window of its own: createHudWindow() makes none, and the HUD stays off.
-// Needs a QGuiApplication; call on its thread.
+// cannot place a toplevel. So the HUD is drawn inside the layer light
+// (WaylandHudWindow), whose input region is the whole output, and "the
+// pointer moved" means it moved over the light: that is what the mouse
+// monitors hear and where mouseLocation() says it is. The full-screen light
+// has no HUD yet. Needs a QGuiApplication; call on its thread.
 class WaylandOutputPlatform final : public OutputPlatform {
  public:
   // The compositor's name for the output that shows `screen` (e.g. "DP-1");
   // empty when no output shows it.
   using OutputNameForScreen = std::function<std::string(const Screen& screen)>;
 
-  // `displayName`: the compositor's socket, $WAYLAND_DISPLAY when empty.
-  explicit WaylandOutputPlatform(OutputNameForScreen outputNameForScreen, std::string displayName = {});
+  // `displayName`: the compositor's socket, $WAYLAND_DISPLAY when empty. The
+  // HUD's view is made by `viewEngine`, the program's one engine, which must
+  // outlive this platform.
+  WaylandOutputPlatform(QQmlEngine& viewEngine, OutputNameForScreen outputNameForScreen,
+                        std::string displayName = {});
+  ~WaylandOutputPlatform() override;
 
   // Null, after one "[Tarvelo] " line with the reason, when the compositor
   // cannot show the light (no such output, no layer-shell). The light shows
   // every new picture as it comes; the compositor paces what reaches the screen.
   std::unique_ptr<LightWindow> createLightWindow(const Screen& screen, std::int64_t maximumFramesPerSecond) override;
+  // Inside the layer light last created and still open; null without one.
   std::unique_ptr<HudWindow> createHudWindow(const DisplayRect& frame, AppState& appState,
                                              std::function<void()> onDismiss) override;
+  // The handler hears the pointer move over the layer light.
   std::optional<MonitorToken> addGlobalMouseMovedMonitor(std::function<void()> handler) override;
   void removeMonitor(MonitorToken token) override;
-  // Where Qt last saw the pointer over one of our own surfaces.
+  // Where the pointer last was over the layer light; without such news,
+  // where Qt last saw it over one of our own windows.
   Point mouseLocation() override;
 
  private:
+  friend class WaylandLayerLightWindow;
+  void pointerMoved(Point location);
+  void lightClosed(WaylandLayerLightWindow* window);
+
+  QQmlEngine& viewEngine_;
   OutputNameForScreen outputNameForScreen_;
   std::string displayName_;
+  WaylandLayerLightWindow* layerLight_ = nullptr;
+  std::map<MonitorToken, std::function<void()>> mouseMonitors_;
+  MonitorToken nextMonitorToken_ = 1;
+  std::optional<Point> pointerOverLight_;
 };
 
 }  // namespace tarvelo
