@@ -25,6 +25,16 @@ struct KeyEvent {
   std::uint16_t keyCode = 0;
 };
 
+// Where the desktop, not the program, binds the global shortcuts (Wayland's
+// GlobalShortcuts portal): whether it has bound them, and how it names the
+// keys that toggle the lights (empty when it does not say).
+struct DesktopShortcutBinding {
+  bool isBound = false;
+  std::string toggleTrigger;
+
+  bool operator==(const DesktopShortcutBinding&) const = default;
+};
+
 // Key-down sources: global for keys typed into other applications, local for
 // keys typed into our own windows.
 class KeyMonitors {
@@ -32,6 +42,11 @@ class KeyMonitors {
   virtual ~KeyMonitors() = default;
   // `handler` may run on any thread.
   virtual std::optional<MonitorToken> addGlobalKeyDownMonitor(std::function<void(const KeyEvent&)> handler) = 0;
+  // The desktop's binding of the global monitors' shortcuts; never bound
+  // where the program holds the keys itself (X11).
+  virtual DesktopShortcutBinding desktopShortcutBinding() const { return {}; }
+  // `handler` runs on the main thread after each change of desktopShortcutBinding().
+  virtual void setDesktopShortcutBindingHandler(std::function<void()> handler) { static_cast<void>(handler); }
   // `handler` runs on the main thread before the key reaches the focused
   // control; the key is always delivered afterwards.
   virtual std::optional<MonitorToken> addLocalKeyDownMonitor(std::function<void(const KeyEvent&)> handler) = 0;

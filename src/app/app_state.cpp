@@ -112,6 +112,7 @@ AppState::AppState(AppPlatform& platform, QObject* parent)
 
 AppState::~AppState() {
   platform_.permission.setAnswerHandler({});
+  platform_.keys.setDesktopShortcutBindingHandler({});
   if (globalHotKeyMonitor_) platform_.keys.removeMonitor(*globalHotKeyMonitor_);
   if (localHotKeyMonitor_) platform_.keys.removeMonitor(*localHotKeyMonitor_);
 }
@@ -388,6 +389,20 @@ void AppState::setupHotkeys() {
   localHotKeyMonitor_ = platform_.keys.addLocalKeyDownMonitor([self](const KeyEvent& event) {
     if (self) handleShortcutKey(*self, event);
   });
+  platform_.keys.setDesktopShortcutBindingHandler([self, &keys = platform_.keys] {
+    if (self) self->setDesktopShortcutBinding(keys.desktopShortcutBinding());
+  });
+  setDesktopShortcutBinding(platform_.keys.desktopShortcutBinding());
+}
+
+void AppState::setDesktopShortcutBinding(DesktopShortcutBinding value) {
+  if (value == desktopShortcutBinding_) return;
+  desktopShortcutBinding_ = std::move(value);
+  emit desktopShortcutBindingChanged();
+}
+
+QString AppState::desktopToggleTrigger() const {
+  return QString::fromStdString(desktopShortcutBinding_.toggleTrigger);
 }
 
 void AppState::scheduleAutoStart() {

@@ -62,6 +62,10 @@ class AppState final : public QObject {
   // The login-item registry's status (0 not registered, 1 enabled, 2 requires
   // approval, 3 not found), read afresh on every read.
   Q_PROPERTY(int loginItemStatus READ loginItemStatus NOTIFY loginItemStatusChanged)
+  // Where the desktop binds the global shortcuts itself (Wayland): whether it
+  // has, and its name for the keys that toggle the lights (may be empty).
+  Q_PROPERTY(bool shortcutsBoundByDesktop READ shortcutsBoundByDesktop NOTIFY desktopShortcutBindingChanged)
+  Q_PROPERTY(QString desktopToggleTrigger READ desktopToggleTrigger NOTIFY desktopShortcutBindingChanged)
 
  public:
   // Runs the whole creation sequence: loads the stored settings, refreshes the
@@ -102,6 +106,8 @@ class AppState final : public QObject {
   std::uint64_t framesShown() const { return framesShown_; }
   QVariantList atmospherePresetList() const;
   int loginItemStatus() const;
+  bool shortcutsBoundByDesktop() const { return desktopShortcutBinding_.isBound; }
+  QString desktopToggleTrigger() const;
 
   // The user-editable settings. Each one stores its value on every assignment;
   // nothing is clamped here.
@@ -173,6 +179,7 @@ class AppState final : public QObject {
   void hasPermissionChanged();
   // After every launchAtLogin assignment, once the registry has been asked to follow.
   void loginItemStatusChanged();
+  void desktopShortcutBindingChanged();
 
  private:
   // Read by the capture worker on every frame, written by the setters on the
@@ -200,6 +207,7 @@ class AppState final : public QObject {
   DisplayId loadDisplayID(const char* key);
   void setLaunchAtLogin(bool wanted);
   void setupHotkeys();
+  void setDesktopShortcutBinding(DesktopShortcutBinding value);
   void installDisplayListener();
   void scheduleAutoStart();
 
@@ -250,6 +258,7 @@ class AppState final : public QObject {
   std::unique_ptr<SettingsWindow> settingsWindow_;
   std::optional<MonitorToken> globalHotKeyMonitor_;
   std::optional<MonitorToken> localHotKeyMonitor_;
+  DesktopShortcutBinding desktopShortcutBinding_;
 };
 
 }  // namespace tarvelo

@@ -26,4 +26,6 @@ constexpr std::array kShortcuts{
 
 std::span<const GlobalShortcut> globalShortcuts() { return kShortcuts; }
 
+const GlobalShortcut& toggleLightsShortcut() { return kShortcuts.front(); }
+
 }  // namespace tarvelo

@@ -20,5 +20,7 @@ struct GlobalShortcut {
 // Super+Shift with L, the arrows, 1, 2 and 3, and Super+comma: every shortcut
 // the key handler acts on.
 std::span<const GlobalShortcut> globalShortcuts();
+// The one that toggles the lights, which the panel names.
+const GlobalShortcut& toggleLightsShortcut();
 
 }  // namespace tarvelo

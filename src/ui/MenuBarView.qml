@@ -466,8 +466,9 @@ Item {
             Item { Layout.fillWidth: true }
             Label {
                 objectName: "keyCap"
-                text: PlatformWording.toggleKeyCap
-                ToolTip.text: PlatformWording.toggleKeyHelp
+                text: PlatformWording.toggleKeyCap(panel.appState.shortcutsBoundByDesktop,
+                                                   panel.appState.desktopToggleTrigger)
+                ToolTip.text: PlatformWording.toggleKeyHelp(panel.appState.shortcutsBoundByDesktop)
                 ToolTip.visible: keyCapHover.hovered && ToolTip.text !== ""
                 HoverHandler { id: keyCapHover }
                 color: Theme.colors.tertiary

@@ -10,12 +10,22 @@ QtObject {
     readonly property string commandKey: "Super"
     property bool isWaylandSession: Qt.platform.pluginName === "wayland"
 
-    // The key-cap hint in the panel's footer. On Wayland the desktop's own
-    // keyboard settings bind the command-line toggle to a key; the whole
-    // command would not fit beside Settings and Quit, so its help names it.
-    readonly property string toggleKeyCap: isWaylandSession ? "--toggle" : commandKey + "⇧L"
-    readonly property string toggleKeyHelp: isWaylandSession
-        ? "Bind “tarvelo --toggle” to a key in your desktop's keyboard settings." : ""
+    // The key-cap hint in the panel's footer, from appState's
+    // shortcutsBoundByDesktop and desktopToggleTrigger. On Wayland, where the
+    // desktop has bound the shortcuts (its GlobalShortcuts portal), the keys
+    // it names, or the ones Tarvelo asked for when it names none; elsewhere
+    // the desktop's own keyboard settings bind the command-line toggle to a
+    // key, and as the whole command would not fit beside Settings and Quit,
+    // its help names it.
+    function toggleKeyCap(boundByDesktop, desktopTrigger) {
+        if (!isWaylandSession || (boundByDesktop && desktopTrigger === ""))
+            return commandKey + "⇧L"
+        return boundByDesktop ? desktopTrigger : "--toggle"
+    }
+    function toggleKeyHelp(boundByDesktop) {
+        return isWaylandSession && !boundByDesktop
+            ? "Bind “tarvelo --toggle” to a key in your desktop's keyboard settings." : ""
+    }
 
     // The shortcut list in Settings, as the badges show them.
     readonly property string toggleShortcut: commandKey + " ⇧ L"

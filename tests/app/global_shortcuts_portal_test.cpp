@@ -10,6 +10,7 @@
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QDeadlineTimer>
@@ -21,6 +22,37 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace {
+
+// One entry of the a(sa{sv}) lists the desktop sends back: a shortcut's id
+// and what the desktop says of it.
+struct DesktopShortcut {
+  QString id;
+  QVariantMap properties;
+};
+
+}  // namespace
+
+Q_DECLARE_METATYPE(DesktopShortcut)
+
+namespace {
+
+QDBusArgument& operator<<(QDBusArgument& argument, const DesktopShortcut& shortcut) {
+  argument.beginStructure();
+  argument << shortcut.id << shortcut.properties;
+  argument.endStructure();
+  return argument;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, DesktopShortcut& shortcut) {
+  argument.beginStructure();
+  argument >> shortcut.id >> shortcut.properties;
+  argument.endStructure();
+  return argument;
+}
+
+}  // namespace
 
 namespace tarvelo {
 namespace {
@@ -68,6 +100,8 @@ struct BoundShortcut {
 class FakePortal final : public QDBusVirtualObject {
  public:
   explicit FakePortal(QDBusConnection bus) : bus_(std::move(bus)) {
+    qDBusRegisterMetaType<DesktopShortcut>();
+    qDBusRegisterMetaType<QList<DesktopShortcut>>();
     bus_.registerVirtualObject(kPortalPath, this, QDBusConnection::SubPath);
     bus_.registerService(QStringLiteral("org.freedesktop.portal.Desktop"));
   }
@@ -75,6 +109,8 @@ class FakePortal final : public QDBusVirtualObject {
 
   bool offersShortcuts = true;
   uint bindResponse = 0;  // 0 binds; 1 is the user's refusal
+  // The keys the desktop says it bound the toggle to; none when empty.
+  QString toggleTrigger;
 
   QString session;
   std::vector<BoundShortcut> bound;
@@ -84,6 +120,14 @@ class FakePortal final : public QDBusVirtualObject {
     QDBusMessage signal = QDBusMessage::createSignal(kPortalPath, kShortcutsInterface, QStringLiteral("Activated"));
     signal.setArguments({QVariant::fromValue(QDBusObjectPath(sessionPath)), id, QVariant::fromValue(qulonglong(0)),
                          QVariantMap()});
+    bus_.send(signal);
+  }
+
+  // The user rebinds the toggle in the desktop's settings.
+  void rebindToggle(const QString& sessionPath, const QString& trigger) {
+    QDBusMessage signal =
+        QDBusMessage::createSignal(kPortalPath, kShortcutsInterface, QStringLiteral("ShortcutsChanged"));
+    signal.setArguments({QVariant::fromValue(QDBusObjectPath(sessionPath)), triggers(trigger)});
     bus_.send(signal);
   }
 
@@ -128,12 +172,22 @@ class FakePortal final : public QDBusVirtualObject {
                          properties.value("preferred_trigger").toString()});
       }
       list.endArray();
-      respond(connection, request, bindResponse, {});
+      respond(connection, request, bindResponse,
+              toggleTrigger.isEmpty() ? QVariantMap() : QVariantMap{{QStringLiteral("shortcuts"), triggers(toggleTrigger)}});
     }
     return true;
   }
 
  private:
+  // What the desktop sends back of the bound shortcuts: the toggle with its
+  // keys, and another shortcut with keys of its own.
+  static QVariant triggers(const QString& toggle) {
+    const QList<DesktopShortcut> shortcuts{
+        {QStringLiteral("brightness-up"), {{QStringLiteral("trigger_description"), QStringLiteral("Meta+Shift+Up")}}},
+        {QStringLiteral("toggle-lights"), {{QStringLiteral("trigger_description"), toggle}}}};
+    return QVariant::fromValue(shortcuts);
+  }
+
   static void respond(const QDBusConnection& connection, const QString& request, uint response,
                       const QVariantMap& results) {
     QDBusMessage signal =
@@ -187,6 +241,27 @@ TEST_F(GlobalShortcutsPortalTest, BindsEveryShortcutAndReportsAnActivationAsItsK
   portal_.activate(portal_.session, QStringLiteral("no-such-shortcut"));
   processEventsUntil([] { return false; }, 300ms);
   EXPECT_EQ(pressed_.size(), 2U);
+}
+
+TEST_F(GlobalShortcutsPortalTest, TellsTheKeysTheDesktopBoundTheToggleToAndFollowsARebinding) {
+  portal_.toggleTrigger = QStringLiteral("Meta+Shift+L");
+  const auto shortcuts = bind();
+  int changes = 0;
+  shortcuts->bindingChanged = [&] { ++changes; };
+  ASSERT_TRUE(processEventsUntil([&] { return shortcuts->isBound(); }));
+  EXPECT_EQ(shortcuts->toggleTrigger(), QStringLiteral("Meta+Shift+L"));
+  EXPECT_EQ(changes, 1);
+
+  portal_.rebindToggle(kPortalPath + QStringLiteral("/session/other/x"), QStringLiteral("Ctrl+Q"));
+  portal_.rebindToggle(portal_.session, QStringLiteral("Ctrl+Alt+T"));
+  ASSERT_TRUE(processEventsUntil([&] { return changes == 2; }));
+  EXPECT_EQ(shortcuts->toggleTrigger(), QStringLiteral("Ctrl+Alt+T")) << "another session's change is not ours";
+}
+
+TEST_F(GlobalShortcutsPortalTest, ADesktopThatNamesNoKeysLeavesTheTriggerEmpty) {
+  const auto shortcuts = bind();
+  ASSERT_TRUE(processEventsUntil([&] { return shortcuts->isBound(); }));
+  EXPECT_EQ(shortcuts->toggleTrigger(), QString());
 }
 
 TEST_F(GlobalShortcutsPortalTest, ClosingItClosesTheSession) {

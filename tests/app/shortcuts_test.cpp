@@ -361,5 +361,34 @@ TEST_F(ShortcutsTest, AGlobalKeyWhoseJobRunsAfterTheStateIsGoneDoesNothing) {
   EXPECT_TRUE(fakes.settingsWindows.windows.empty());
 }
 
+// ---- The desktop's binding (Wayland's GlobalShortcuts portal) ----
+
+TEST_F(ShortcutsTest, TheDesktopsBindingOfTheShortcutsIsPublishedAsItChanges) {
+  fakes.keys.desktopBinds({true, "Meta+Shift+L"});
+  create();
+  EXPECT_TRUE(appState->shortcutsBoundByDesktop());
+  EXPECT_EQ(appState->desktopToggleTrigger(), QStringLiteral("Meta+Shift+L"));
+
+  int changes = 0;
+  QObject::connect(appState.get(), &AppState::desktopShortcutBindingChanged, [&] { ++changes; });
+  fakes.keys.desktopBinds({true, "Ctrl+Alt+T"});
+  EXPECT_EQ(appState->desktopToggleTrigger(), QStringLiteral("Ctrl+Alt+T"));
+  EXPECT_EQ(changes, 1);
+  fakes.keys.desktopBinds({true, "Ctrl+Alt+T"});
+  EXPECT_EQ(changes, 1) << "the same binding again is no change";
+  fakes.keys.desktopBinds({});
+  EXPECT_FALSE(appState->shortcutsBoundByDesktop());
+  EXPECT_EQ(appState->desktopToggleTrigger(), QString());
+  EXPECT_EQ(changes, 2);
+}
+
+TEST_F(ShortcutsTest, WithoutADesktopBindingNothingIsBoundAndTheStateStopsListeningWhenItGoes) {
+  create();
+  EXPECT_FALSE(appState->shortcutsBoundByDesktop());
+  EXPECT_TRUE(fakes.keys.hasBindingHandler());
+  appState.reset();
+  EXPECT_FALSE(fakes.keys.hasBindingHandler());
+}
+
 }  // namespace
 }  // namespace tarvelo::testing

@@ -56,6 +56,17 @@ class FakeKeyMonitors final : public KeyMonitors {
     removed.push_back(token);
   }
 
+  DesktopShortcutBinding desktopShortcutBinding() const override { return binding_; }
+  void setDesktopShortcutBindingHandler(std::function<void()> handler) override {
+    bindingHandler_ = std::move(handler);
+  }
+  // The desktop binds (or unbinds, or renames) the global shortcuts.
+  void desktopBinds(DesktopShortcutBinding binding) {
+    binding_ = std::move(binding);
+    if (bindingHandler_) bindingHandler_();
+  }
+  bool hasBindingHandler() const { return static_cast<bool>(bindingHandler_); }
+
   // A key typed into another application.
   void typeGlobally(const KeyEvent& event) { deliver(global_, event); }
   // A key typed into one of the program's own windows.
@@ -66,6 +77,9 @@ class FakeKeyMonitors final : public KeyMonitors {
 
  private:
   using Handlers = std::map<MonitorToken, std::function<void(const KeyEvent&)>>;
+
+  DesktopShortcutBinding binding_;
+  std::function<void()> bindingHandler_;
 
   MonitorToken install(Handlers& handlers, std::function<void(const KeyEvent&)> handler) {
     std::lock_guard lock(mutex_);

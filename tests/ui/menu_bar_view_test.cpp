@@ -360,6 +360,27 @@ TEST_F(MenuBarViewTest, OnAWaylandSessionTheKeyCapNamesTheCommandToBindAndHoverS
   save(grab(), "panel-wayland-key-cap");
 }
 
+TEST_F(MenuBarViewTest, WhereTheDesktopBoundTheShortcutsTheKeyCapNamesItsKeysWithoutHelp) {
+  fakes.keys.desktopBinds({true, "Meta+Shift+L"});
+  open();
+  useWaylandWording();
+  EXPECT_EQ(text("keyCap"), QStringLiteral("Meta+Shift+L"));
+  EXPECT_EQ(evaluate(item("keyCap"), QStringLiteral("ToolTip.text")).toString(), QString());
+  QQuickItem& footer = item("footer");
+  EXPECT_LE(footer.mapToItem(&root(), QPointF(footer.width(), 0)).x(), root().width() - root().property("padding").toDouble())
+      << "the footer no longer fits the panel";
+  settle();
+  save(grab(), "panel-wayland-desktop-key-cap");
+
+  // A desktop that binds without naming the keys gave the ones asked for.
+  fakes.keys.desktopBinds({true, ""});
+  EXPECT_EQ(text("keyCap"), QStringLiteral("Super⇧L"));
+  // Unbound again (the session went): the command to bind, with its help.
+  fakes.keys.desktopBinds({});
+  EXPECT_EQ(text("keyCap"), QStringLiteral("--toggle"));
+  EXPECT_NE(evaluate(item("keyCap"), QStringLiteral("ToolTip.text")).toString(), QString());
+}
+
 TEST_F(MenuBarViewTest, SettingsOpensTheSettingsWindow) {
   open();
   click(item("settingsButton"));

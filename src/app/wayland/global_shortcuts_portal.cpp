@@ -96,6 +96,8 @@ void GlobalShortcutsPortal::sessionCreated(uint response, const QVariantMap& res
   }
   bus_.connect(kPortalService, kPortalPath, kShortcutsInterface, QStringLiteral("Activated"), this,
                SLOT(shortcutActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+  bus_.connect(kPortalService, kPortalPath, kShortcutsInterface, QStringLiteral("ShortcutsChanged"), this,
+               SLOT(shortcutsChanged(QDBusMessage)));
   bindShortcuts();
 }
 
@@ -113,12 +115,33 @@ void GlobalShortcutsPortal::bindShortcuts() {
                   SLOT(shortcutsBound(uint, QVariantMap)));
 }
 
-void GlobalShortcutsPortal::shortcutsBound(uint response, const QVariantMap& /*results*/) {
+void GlobalShortcutsPortal::shortcutsBound(uint response, const QVariantMap& results) {
   if (response != kResponseSuccess) {
     giveUp(QStringLiteral("the desktop did not bind the global shortcuts"));
     return;
   }
   isBound_ = true;
+  readTriggers(results.value(QStringLiteral("shortcuts")));
+  if (bindingChanged) bindingChanged();
+}
+
+// The user rebound a shortcut in the desktop's settings.
+void GlobalShortcutsPortal::shortcutsChanged(const QDBusMessage& message) {
+  const QList<QVariant> arguments = message.arguments();
+  if (!isBound_ || arguments.size() < 2 || arguments[0].value<QDBusObjectPath>().path() != session_) return;
+  const QString before = toggleTrigger_;
+  readTriggers(arguments[1]);
+  if (toggleTrigger_ != before && bindingChanged) bindingChanged();
+}
+
+void GlobalShortcutsPortal::readTriggers(const QVariant& shortcuts) {
+  if (!shortcuts.canConvert<QDBusArgument>()) return;
+  const QString toggleId = QString::fromLatin1(toggleLightsShortcut().id);
+  for (const PortalShortcut& shortcut : qdbus_cast<QList<PortalShortcut>>(shortcuts.value<QDBusArgument>())) {
+    if (shortcut.id == toggleId) {
+      toggleTrigger_ = shortcut.properties.value(QStringLiteral("trigger_description")).toString();
+    }
+  }
 }
 
 void GlobalShortcutsPortal::shortcutActivated(const QDBusObjectPath& session, const QString& shortcutId,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QObject>
 #include <QString>
@@ -41,12 +42,19 @@ class GlobalShortcutsPortal final : public QObject {
 
   // True once the desktop has bound the shortcuts.
   bool isBound() const { return isBound_; }
+  // How the desktop names the keys that toggle the lights (its
+  // trigger_description, e.g. "Meta+Shift+L"), once bound; empty when it
+  // does not say. The user may change it in the desktop's settings.
+  const QString& toggleTrigger() const { return toggleTrigger_; }
+  // Called when isBound() or toggleTrigger() changes.
+  std::function<void()> bindingChanged;
 
  private slots:
   void sessionCreated(uint response, const QVariantMap& results);
   void shortcutsBound(uint response, const QVariantMap& results);
   void shortcutActivated(const QDBusObjectPath& session, const QString& shortcutId, qulonglong timestamp,
                          const QVariantMap& options);
+  void shortcutsChanged(const QDBusMessage& message);
 
  private:
   void versionAnswered(QDBusPendingCallWatcher* answer);
@@ -56,6 +64,8 @@ class GlobalShortcutsPortal final : public QObject {
   // object, and routes that Response to `responseSlot`.
   void callWithRequest(const QString& method, QList<QVariant> arguments, const char* responseSlot);
   void giveUp(const QString& reason);
+  // Takes the toggle's trigger from an a(sa{sv}) list of bound shortcuts.
+  void readTriggers(const QVariant& shortcuts);
 
   QDBusConnection bus_;
   Activation activated_;
@@ -63,6 +73,7 @@ class GlobalShortcutsPortal final : public QObject {
   QString session_;
   bool isBound_ = false;
   bool hasGivenUp_ = false;
+  QString toggleTrigger_;
 };
 
 }  // namespace tarvelo

@@ -19,8 +19,22 @@ std::optional<MonitorToken> WaylandKeyMonitors::addGlobalKeyDownMonitor(
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) return std::nullopt;
   const MonitorToken token = nextToken_++;
-  globalMonitors_.emplace(token, std::make_unique<GlobalShortcutsPortal>(std::move(bus), std::move(handler)));
+  auto portal = std::make_unique<GlobalShortcutsPortal>(std::move(bus), std::move(handler));
+  portal->bindingChanged = [this] {
+    if (bindingHandler_) bindingHandler_();
+  };
+  globalMonitors_.emplace(token, std::move(portal));
   return token;
+}
+
+DesktopShortcutBinding WaylandKeyMonitors::desktopShortcutBinding() const {
+  if (globalMonitors_.empty()) return {};
+  const GlobalShortcutsPortal& portal = *globalMonitors_.begin()->second;
+  return {portal.isBound(), portal.toggleTrigger().toStdString()};
+}
+
+void WaylandKeyMonitors::setDesktopShortcutBindingHandler(std::function<void()> handler) {
+  bindingHandler_ = std::move(handler);
 }
 
 std::optional<MonitorToken> WaylandKeyMonitors::addLocalKeyDownMonitor(
@@ -33,7 +47,9 @@ std::optional<MonitorToken> WaylandKeyMonitors::addLocalKeyDownMonitor(
 
 void WaylandKeyMonitors::removeMonitor(MonitorToken token) {
   localMonitors_.erase(token);
+  const bool wasBound = desktopShortcutBinding().isBound;
   globalMonitors_.erase(token);
+  if (wasBound != desktopShortcutBinding().isBound && bindingHandler_) bindingHandler_();
 }
 
 }  // namespace tarvelo

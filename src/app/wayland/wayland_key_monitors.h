@@ -32,11 +32,15 @@ class WaylandKeyMonitors final : public KeyMonitors {
   // Absent when there is no QGuiApplication; the handler runs on the main thread.
   std::optional<MonitorToken> addLocalKeyDownMonitor(std::function<void(const KeyEvent&)> handler) override;
   void removeMonitor(MonitorToken token) override;
+  // As the first global monitor's portal has it.
+  DesktopShortcutBinding desktopShortcutBinding() const override;
+  void setDesktopShortcutBindingHandler(std::function<void()> handler) override;
 
  private:
   MonitorToken nextToken_ = 1;
   std::map<MonitorToken, std::unique_ptr<XkbLocalKeyFilter>> localMonitors_;
   std::map<MonitorToken, std::unique_ptr<GlobalShortcutsPortal>> globalMonitors_;
+  std::function<void()> bindingHandler_;
 };
 
 }  // namespace tarvelo
