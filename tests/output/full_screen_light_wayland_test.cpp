@@ -1,6 +1,7 @@
 // The light where a compositor offers no layer shell: a full-screen toplevel
-// on the light screen's output, tried on the headless rig's sway with Qt on
-// its wayland platform, read back with grim.
+// on the light screen's output, with the HUD an item of its scene, tried on
+// the headless rig's sway with Qt on its wayland platform, read back with
+// grim and worked with the rig's virtual pointer.
 #include "output/wayland/full_screen_light_window.h"
 
 #include <gtest/gtest.h>
@@ -10,15 +11,21 @@
 #include <QQuickWindow>
 #include <QSGRendererInterface>
 #include <QScreen>
+#include <QTest>
 
 #include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <string>
 
+#include "app/app_state.h"
+#include "app/app_test_support.h"
 #include "output/ambient_gradient_view.h"
+#include "output/wayland/light_scene_hud.h"
 #include "pipeline/zone_color.h"
+#include "rig/rig_pointer.h"
 #include "rig/wayland_rig_session.h"
+#include "ui/view_engine.h"
 
 namespace tarvelo {
 namespace {
@@ -105,6 +112,113 @@ TEST_F(FullScreenLightOnWayland, CoversTheLightScreensOutputAloneAndGoesWhenOrde
 
   light.orderOut();
   EXPECT_TRUE(isBlack(waitFor("HEADLESS-2", isBlack))) << "the light is gone";
+}
+
+// The HUD's texts and symbols are near white; the red light never is.
+int whitePixelsIn(const QImage& shot, const QRect& area) {
+  int count = 0;
+  for (int y = area.top(); y <= area.bottom(); ++y) {
+    for (int x = area.left(); x <= area.right(); ++x) {
+      const QRgb pixel = shot.pixel(x, y);
+      if (qRed(pixel) > 200 && qGreen(pixel) > 200 && qBlue(pixel) > 200) ++count;
+    }
+  }
+  return count;
+}
+
+class HudInTheFullScreenLight : public FullScreenLightOnWayland, protected testing::AppStateHarness {
+ protected:
+  static constexpr QRect kHudFrame{700, 1002, 520, 50};
+
+  void SetUp() override {
+    FullScreenLightOnWayland::SetUp();
+    // Screenshots show the pointer's arrow: it waits on the movie screen.
+    pointer_.moveTo(100.0, 100.0);
+    useStackedDisplays();
+    create();
+    appState->setBrightness(1.0);
+    QScreen* lightScreen = screenNamed(QStringLiteral("HEADLESS-2"));
+    ASSERT_NE(lightScreen, nullptr);
+    light_ = std::make_unique<FullScreenLightWindow>(*lightScreen, 30);
+    light_->onPointerMoved = [this](QPointF position) { moves_.push_back(position); };
+    light_->view()->updateColors(ZoneColorList(kZoneCount, ZoneColor{1.0F, 0.0F, 0.0F, 1.0F}), 1.0, 60.0, 1.0);
+    hud_ = std::make_unique<LightSceneHud>(*light_->window().contentItem(), kHudFrame, *appState, views_,
+                                           [this] { ++dismissals_; });
+  }
+
+  void TearDown() override {
+    hud_.reset();
+    light_.reset();
+    FullScreenLightOnWayland::TearDown();
+  }
+
+  static bool showsTheHud(const QImage& shot) { return !shot.isNull() && whitePixelsIn(shot, kHudFrame) > 30; }
+  static bool showsNoHud(const QImage& shot) { return !shot.isNull() && whitePixelsIn(shot, kHudFrame) == 0; }
+
+  // The centre of one of the HUD's items, in the rig's layout space (the
+  // light screen lies at 960,2160).
+  QPointF layoutCentreOf(const char* objectName) {
+    auto* target = hud_->hudView().findChild<QQuickItem*>(QString::fromLatin1(objectName));
+    if (target == nullptr) throw std::runtime_error(std::string("the HUD has no item ") + objectName);
+    const QPointF centre = target->mapToScene(QPointF(target->width() / 2.0, target->height() / 2.0));
+    return {960.0 + centre.x(), 2160.0 + centre.y()};
+  }
+
+  void clickAt(QPointF where) {
+    pointer_.moveTo(where.x() + 1.0, where.y());
+    QTest::qWait(100);
+    pointer_.moveTo(where.x(), where.y());
+    pointer_.click();
+    QTest::qWait(300);
+  }
+
+  ui::ViewEngine views_;
+  testing::RigPointer pointer_{3840, 3240};
+  std::unique_ptr<FullScreenLightWindow> light_;
+  std::unique_ptr<LightSceneHud> hud_;
+  std::vector<QPointF> moves_;
+  int dismissals_ = 0;
+};
+
+TEST_F(HudInTheFullScreenLight, IsDrawnAtItsFrameOverTheLightAndFadesAway) {
+  const QImage shot = waitFor("HEADLESS-2", showsTheHud);
+  ASSERT_TRUE(showsTheHud(shot));
+  EXPECT_EQ(whitePixelsIn(shot, QRect(700, 990, 520, 12)), 0);
+  EXPECT_EQ(whitePixelsIn(shot, QRect(700, 1052, 520, 28)), 0);
+  EXPECT_EQ(hud_->alpha(), 1.0);
+
+  hud_->animateAlpha(0.0, 0.1);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return hud_->alpha() == 0.0; }));
+  EXPECT_FALSE(hud_->hudView().isVisible()) << "a HUD faded to nothing must take no clicks";
+  EXPECT_TRUE(showsNoHud(waitFor("HEADLESS-2", showsNoHud)));
+  hud_->animateAlpha(1.0, 0.0);
+  EXPECT_TRUE(showsTheHud(waitFor("HEADLESS-2", showsTheHud)));
+  hud_->orderOut();
+  EXPECT_TRUE(showsNoHud(waitFor("HEADLESS-2", showsNoHud)));
+}
+
+TEST_F(HudInTheFullScreenLight, TheLightHearsThePointerMoveOverIt) {
+  ASSERT_TRUE(showsTheHud(waitFor("HEADLESS-2", showsTheHud)));
+  pointer_.moveTo(1100.0, 2400.0);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return !moves_.empty(); })) << "no move over the light was heard";
+  EXPECT_NEAR(moves_.back().x(), 140.0, 1.0);
+  EXPECT_NEAR(moves_.back().y(), 240.0, 1.0);
+}
+
+TEST_F(HudInTheFullScreenLight, ClicksWorkItsControlsAndNothingElse) {
+  ASSERT_TRUE(showsTheHud(waitFor("HEADLESS-2", showsTheHud)));
+  clickAt(QPointF(1200.0, 2500.0));
+  clickAt(QPointF(960.0 + kHudFrame.x() + 1.0, 2160.0 + kHudFrame.y() + 1.0));
+  EXPECT_EQ(appState->brightness(), 1.0);
+  clickAt(layoutCentreOf("brightnessPlus"));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return std::abs(appState->brightness() - 1.2) < 1e-9; }))
+      << "brightness is " << appState->brightness();
+  clickAt(layoutCentreOf("hideButton"));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return dismissals_ == 1; }));
+
+  hud_->animateAlpha(0.0, 0.0);
+  clickAt(layoutCentreOf("brightnessPlus"));
+  EXPECT_TRUE(std::abs(appState->brightness() - 1.2) < 1e-9) << "a faded HUD took a click";
 }
 
 }  // namespace

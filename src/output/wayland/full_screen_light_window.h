@@ -1,7 +1,11 @@
 #pragma once
 
+#include <QObject>
+#include <QPointF>
 #include <QQuickWindow>
 #include <cstdint>
+#include <functional>
+#include <memory>
 
 #include "output/output_platform.h"
 #include "output/quick_light_window.h"
@@ -17,7 +21,8 @@ class AmbientGradientView;
 // screen's output, drawing the same Qt Quick light as on X11. Wayland lets no
 // client place a toplevel or keep it above others, so full screen is the one
 // way to cover exactly that output. It never asks for the keyboard; its input
-// region is the whole surface, as the layer light's is. Shown when constructed.
+// region is the whole surface, as the layer light's is, so it hears the
+// pointer move over it. Shown when constructed.
 class FullScreenLightWindow final : public LightWindow {
  public:
   // On `screen`; the light is redrawn at most `maximumFramesPerSecond` times
@@ -34,8 +39,14 @@ class FullScreenLightWindow final : public LightWindow {
   QQuickWindow& window() { return light_.window(); }
   AmbientGradientView& gradientView() { return light_.view(); }
 
+  // Each move of the pointer over the light, in the window's coordinates.
+  std::function<void(QPointF position)> onPointerMoved;
+
  private:
+  class PointerWatch;
+
   QuickLightWindow light_;
+  std::unique_ptr<PointerWatch> pointerWatch_;
 };
 
 }  // namespace tarvelo

@@ -3,17 +3,11 @@
 #include <linux/input-event-codes.h>
 
 #include <QCoreApplication>
+#include <QImage>
 #include <QMouseEvent>
-#include <QQmlComponent>
-#include <QQmlEngine>
-#include <QString>
-#include <QVariantMap>
-#include <cmath>
 #include <utility>
 
 #include "app/app_state.h"
-#include "support/fatal_error.h"
-#include "ui/ui_resources.h"
 
 namespace tarvelo {
 
@@ -38,30 +32,15 @@ WaylandHudWindow::WaylandHudWindow(WaylandLayerLight& light, const QRect& frame,
                                    QQmlEngine& viewEngine, std::function<void()> onDismiss)
     : light_(&light),
       frame_(frame),
-      onDismiss_(std::move(onDismiss)),
       renderControl_(std::make_unique<QQuickRenderControl>()),
-      window_(std::make_unique<QQuickWindow>(renderControl_.get())) {
+      window_(std::make_unique<QQuickWindow>(renderControl_.get())),
+      hud_(std::make_unique<HudView>(viewEngine, appState, std::move(onDismiss))) {
   window_->setColor(Qt::transparent);
   window_->setGeometry(QRect(QPoint(0, 0), frame.size()));
   window_->contentItem()->setSize(frame.size());
-
-  QQmlComponent component(&viewEngine, ui::floatingHudViewUrl());
-  QObject* made =
-      component.createWithInitialProperties({{QStringLiteral("appState"), QVariant::fromValue<QObject*>(&appState)}});
-  hud_.reset(qobject_cast<QQuickItem*>(made));
-  if (!hud_) {
-    delete made;
-    QString reasons;
-    for (const QQmlError& error : component.errors()) reasons += QLatin1Char('\n') + error.toString();
-    fatalError("The HUD view did not load:" + reasons.toStdString());
-  }
-  QQmlEngine::setObjectOwnership(hud_.get(), QQmlEngine::CppOwnership);
-  hud_->setParentItem(window_->contentItem());
-  hud_->setSize(frame.size());
-  connect(hud_.get(), SIGNAL(dismiss()), this, SLOT(dismissRequested()));
-
-  fade_ = std::make_unique<QPropertyAnimation>(hud_.get(), "opacity");
-  connect(fade_.get(), &QPropertyAnimation::finished, this, &WaylandHudWindow::fadeFinished);
+  hud_->item().setParentItem(window_->contentItem());
+  hud_->item().setSize(frame.size());
+  hud_->onFadedOut = [this] { fadedOut(); };
 
   // Any change of the scene, a value shown or a step of a fade, is drawn once
   // the change has settled.
@@ -71,7 +50,7 @@ WaylandHudWindow::WaylandHudWindow(WaylandLayerLight& light, const QRect& frame,
 }
 
 WaylandHudWindow::~WaylandHudWindow() {
-  fade_.reset();
+  hud_->stopFading();
   if (light_ != nullptr) light_->hideOverlay();
   hud_.reset();
   // The render control frees the scene graph, which the window still refers to.
@@ -80,41 +59,26 @@ WaylandHudWindow::~WaylandHudWindow() {
 }
 
 void WaylandHudWindow::animateAlpha(double alpha, std::optional<double> durationSeconds) {
-  fade_->stop();
   if (alpha > 0.0 && !shown_) {
     shown_ = true;
     scheduleRender();
   }
-  const double seconds = durationSeconds.value_or(kDefaultFadeSeconds);
-  if (!(seconds > 0.0)) {
-    hud_->setOpacity(alpha);
-    fadeFinished();
-    return;
-  }
-  fade_->setStartValue(hud_->opacity());
-  fade_->setEndValue(alpha);
-  fade_->setDuration(static_cast<int>(std::lround(seconds * 1000.0)));
-  fade_->start();
+  hud_->animateAlpha(alpha, durationSeconds);
 }
 
-double WaylandHudWindow::alpha() const { return hud_->opacity(); }
+double WaylandHudWindow::alpha() const { return hud_->alpha(); }
 
 void WaylandHudWindow::orderOut() {
-  fade_->stop();
+  hud_->stopFading();
   shown_ = false;
   if (light_ != nullptr) light_->hideOverlay();
 }
 
 void WaylandHudWindow::forgetLight() { light_ = nullptr; }
 
-void WaylandHudWindow::dismissRequested() {
-  if (onDismiss_) onDismiss_();
-}
-
 // A HUD faded to nothing takes no clicks: its overlay is empty and the light
 // beneath ignores them.
-void WaylandHudWindow::fadeFinished() {
-  if (hud_->opacity() > 0.0) return;
+void WaylandHudWindow::fadedOut() {
   shown_ = false;
   if (light_ != nullptr) light_->hideOverlay();
   if (pointerOver_) {

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <QImage>
 #include <QObject>
-#include <QPropertyAnimation>
 #include <QQuickItem>
 #include <QQuickRenderControl>
 #include <QQuickWindow>
@@ -12,6 +10,7 @@
 #include <optional>
 
 #include "output/output_platform.h"
+#include "output/wayland/hud_view.h"
 #include "output/wayland/wayland_layer_light.h"
 
 class QQmlEngine;
@@ -25,15 +24,13 @@ class AppState;
 // so FloatingHUDView.qml is rendered offscreen (Qt Quick's software renderer,
 // through a render control) into the light's overlay, and the pointer's news
 // over the light is handed to the view here. Only what lands on the HUD's
-// frame reaches it: clicks elsewhere on the light do nothing. Its alpha is
-// the opacity of the HUD's root item; a HUD faded to nothing leaves the
-// overlay empty until it fades in again. Shown at alpha 1 when constructed.
+// frame reaches it: clicks elsewhere on the light do nothing. A HUD faded to
+// nothing leaves the overlay empty until it fades in again. Shown at alpha 1
+// when constructed.
 class WaylandHudWindow final : public QObject, public HudWindow {
   Q_OBJECT
 
  public:
-  static constexpr double kDefaultFadeSeconds = 0.25;
-
   // Drawn into `light`'s overlay at `frame`, in the light's surface
   // coordinates. The view is made by `viewEngine`, which must outlive this.
   WaylandHudWindow(WaylandLayerLight& light, const QRect& frame, AppState& appState, QQmlEngine& viewEngine,
@@ -52,28 +49,23 @@ class WaylandHudWindow final : public QObject, public HudWindow {
   // The light went first: nothing is drawn from now on.
   void forgetLight();
 
-  QQuickItem& hudView() { return *hud_; }
+  QQuickItem& hudView() { return hud_->item(); }
   QQuickWindow& window() { return *window_; }
   const QRect& frame() const { return frame_; }
   // How many pictures of the HUD went to the light's overlay.
   int renderCount() const { return renderCount_; }
 
- private slots:
-  void dismissRequested();
-
  private:
   void scheduleRender();
   void render();
-  void fadeFinished();
+  void fadedOut();
   void send(QEvent::Type type, QPointF position, Qt::MouseButton button);
 
   WaylandLayerLight* light_;
   QRect frame_;
-  std::function<void()> onDismiss_;
   std::unique_ptr<QQuickRenderControl> renderControl_;
   std::unique_ptr<QQuickWindow> window_;
-  std::unique_ptr<QQuickItem> hud_;
-  std::unique_ptr<QPropertyAnimation> fade_;
+  std::unique_ptr<HudView> hud_;
   // False while faded out (or ordered out): nothing is drawn then.
   bool shown_ = true;
   bool renderPending_ = false;

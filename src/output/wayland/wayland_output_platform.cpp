@@ -13,23 +13,50 @@
 #include <utility>
 
 #include "output/wayland/full_screen_light_window.h"
+#include "output/wayland/light_scene_hud.h"
 #include "output/wayland/wayland_hud_window.h"
 #include "output/wayland/wayland_layer_light.h"
 #include "output/wayland/wayland_light_view.h"
 
 namespace tarvelo {
 
+// A light the HUD lives in. The light is the one place where a Wayland client
+// hears the pointer, so it tells the platform of each move over it, in the
+// global display space.
+class HudHostingLight : public LightWindow {
+ public:
+  HudHostingLight(WaylandOutputPlatform& platform, const Screen& screen)
+      : platform_(platform), origin_{screen.frame.x, screen.frame.y} {}
+  ~HudHostingLight() override { platform_.lightClosed(this); }
+
+  HudHostingLight(const HudHostingLight&) = delete;
+  HudHostingLight& operator=(const HudHostingLight&) = delete;
+
+  // Null once ordered out.
+  virtual std::unique_ptr<HudWindow> makeHud(const QRect& frameInLight, AppState& appState, QQmlEngine& viewEngine,
+                                             std::function<void()> onDismiss) = 0;
+  Point origin() const { return origin_; }
+
+ protected:
+  void pointerMovedTo(double x, double y) { platform_.pointerMoved(Point{origin_.x + x, origin_.y + y}); }
+
+ private:
+  WaylandOutputPlatform& platform_;
+  Point origin_;
+};
+
+namespace {
+
 // The layer light with its view, kept going by the application's event loop:
 // whatever the compositor sends (buffers given back, the surface's end, the
 // pointer) is handled as it arrives. The pointer's news is passed on from the
 // event loop, never from inside the light's dispatch: the HUD's run toggle can
 // close the very light that reported the click.
-class WaylandLayerLightWindow final : public LightWindow {
+class WaylandLayerLightWindow final : public HudHostingLight {
  public:
   WaylandLayerLightWindow(WaylandOutputPlatform& platform, const Screen& screen,
                           std::unique_ptr<WaylandLayerLight> light, std::int64_t maximumFramesPerSecond)
-      : platform_(platform),
-        origin_{screen.frame.x, screen.frame.y},
+      : HudHostingLight(platform, screen),
         light_(std::move(light)),
         view_(std::make_unique<WaylandLightView>(*light_)),
         input_(std::make_unique<QSocketNotifier>(light_->fileDescriptor(), QSocketNotifier::Read)) {
@@ -46,10 +73,7 @@ class WaylandLayerLightWindow final : public LightWindow {
     });
   }
 
-  ~WaylandLayerLightWindow() override {
-    orderOut();
-    platform_.lightClosed(this);
-  }
+  ~WaylandLayerLightWindow() override { orderOut(); }
 
   LightView* view() override { return view_.get(); }
 
@@ -60,22 +84,21 @@ class WaylandLayerLightWindow final : public LightWindow {
     light_.reset();
   }
 
-  // Null once ordered out.
-  WaylandLayerLight* layerLight() { return light_.get(); }
-  Point origin() const { return origin_; }
-  void setHud(WaylandHudWindow* hud) { hud_ = hud; }
+  std::unique_ptr<HudWindow> makeHud(const QRect& frameInLight, AppState& appState, QQmlEngine& viewEngine,
+                                     std::function<void()> onDismiss) override {
+    if (!light_) return nullptr;
+    auto hud = std::make_unique<WaylandHudWindow>(*light_, frameInLight, appState, viewEngine, std::move(onDismiss));
+    hud_ = hud.get();
+    return hud;
+  }
 
  private:
   void deliver(const WaylandLayerLight::PointerEvent& event) {
     if (!light_) return;
-    if (event.kind == WaylandLayerLight::PointerEvent::Kind::motion) {
-      platform_.pointerMoved(Point{origin_.x + event.x, origin_.y + event.y});
-    }
+    if (event.kind == WaylandLayerLight::PointerEvent::Kind::motion) pointerMovedTo(event.x, event.y);
     if (hud_) hud_->handlePointer(event);
   }
 
-  WaylandOutputPlatform& platform_;
-  Point origin_;
   std::unique_ptr<WaylandLayerLight> light_;
   std::unique_ptr<WaylandLightView> view_;
   std::unique_ptr<QSocketNotifier> input_;
@@ -84,7 +107,28 @@ class WaylandLayerLightWindow final : public LightWindow {
   QObject events_;
 };
 
-namespace {
+// The full-screen light, where the compositor has no layer shell: the HUD is
+// an item of its scene, and Qt tells of the pointer's moves over it.
+class FullScreenLight final : public HudHostingLight {
+ public:
+  FullScreenLight(WaylandOutputPlatform& platform, const Screen& screen, QScreen& output,
+                  std::int64_t maximumFramesPerSecond)
+      : HudHostingLight(platform, screen), light_(output, maximumFramesPerSecond) {
+    light_.onPointerMoved = [this](QPointF position) { pointerMovedTo(position.x(), position.y()); };
+  }
+
+  LightView* view() override { return light_.view(); }
+  void orderOut() override { light_.orderOut(); }
+
+  std::unique_ptr<HudWindow> makeHud(const QRect& frameInLight, AppState& appState, QQmlEngine& viewEngine,
+                                     std::function<void()> onDismiss) override {
+    return std::make_unique<LightSceneHud>(*light_.window().contentItem(), frameInLight, appState, viewEngine,
+                                           std::move(onDismiss));
+  }
+
+ private:
+  FullScreenLightWindow light_;
+};
 
 // Qt's screen for a Wayland output: Qt names its screens after the outputs.
 QScreen* qtScreenNamed(const std::string& outputName) {
@@ -115,7 +159,10 @@ std::unique_ptr<LightWindow> WaylandOutputPlatform::createLightWindow(const Scre
   WaylandLayerLight::OpenResult opened = WaylandLayerLight::open(outputName, displayName_);
   if (!opened.light && opened.failure == WaylandLayerLight::Failure::noLayerShell) {
     if (QScreen* output = qtScreenNamed(outputName)) {
-      return std::make_unique<FullScreenLightWindow>(*output, maximumFramesPerSecond);
+      auto window = std::make_unique<FullScreenLight>(*this, screen, *output, maximumFramesPerSecond);
+      light_ = window.get();
+      pointerOverLight_.reset();
+      return window;
     }
   }
   if (!opened.light) {
@@ -124,21 +171,18 @@ std::unique_ptr<LightWindow> WaylandOutputPlatform::createLightWindow(const Scre
   }
   auto window =
       std::make_unique<WaylandLayerLightWindow>(*this, screen, std::move(opened.light), maximumFramesPerSecond);
-  layerLight_ = window.get();
+  light_ = window.get();
   pointerOverLight_.reset();
   return window;
 }
 
 std::unique_ptr<HudWindow> WaylandOutputPlatform::createHudWindow(const DisplayRect& frame, AppState& appState,
                                                                   std::function<void()> onDismiss) {
-  if (layerLight_ == nullptr || layerLight_->layerLight() == nullptr) return nullptr;
-  const Point origin = layerLight_->origin();
+  if (light_ == nullptr) return nullptr;
+  const Point origin = light_->origin();
   const QRect inLight(static_cast<int>(std::lround(frame.x - origin.x)), static_cast<int>(std::lround(frame.y - origin.y)),
                       static_cast<int>(std::lround(frame.width)), static_cast<int>(std::lround(frame.height)));
-  auto hud = std::make_unique<WaylandHudWindow>(*layerLight_->layerLight(), inLight, appState, viewEngine_,
-                                                std::move(onDismiss));
-  layerLight_->setHud(hud.get());
-  return hud;
+  return light_->makeHud(inLight, appState, viewEngine_, std::move(onDismiss));
 }
 
 std::optional<MonitorToken> WaylandOutputPlatform::addGlobalMouseMovedMonitor(std::function<void()> handler) {
@@ -164,9 +208,9 @@ void WaylandOutputPlatform::pointerMoved(Point location) {
   }
 }
 
-void WaylandOutputPlatform::lightClosed(WaylandLayerLightWindow* window) {
-  if (layerLight_ != window) return;
-  layerLight_ = nullptr;
+void WaylandOutputPlatform::lightClosed(HudHostingLight* light) {
+  if (light_ != light) return;
+  light_ = nullptr;
   pointerOverLight_.reset();
 }
 

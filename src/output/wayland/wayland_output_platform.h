@@ -12,7 +12,7 @@ class QQmlEngine;
 
 namespace tarvelo {
 
-class WaylandLayerLightWindow;
+class HudHostingLight;
 
 // The light output on a Wayland compositor: where it offers wlr-layer-shell,
 // the light is a layer surface of our own on the light screen's output
@@ -21,11 +21,12 @@ class WaylandLayerLightWindow;
 // that output (FullScreenLightWindow), which needs Qt on its wayland platform.
 //
 // A Wayland client learns nothing of the pointer outside its own surfaces and
-// cannot place a toplevel. So the HUD is drawn inside the layer light
-// (WaylandHudWindow), whose input region is the whole output, and "the
-// pointer moved" means it moved over the light: that is what the mouse
-// monitors hear and where mouseLocation() says it is. The full-screen light
-// has no HUD yet. Needs a QGuiApplication; call on its thread.
+// cannot place a toplevel. So the HUD lives inside the light, whose input
+// region is the whole output: drawn into the layer light's overlay
+// (WaylandHudWindow), or an item of the full-screen light's scene
+// (LightSceneHud). "The pointer moved" means it moved over the light: that
+// is what the mouse monitors hear and where mouseLocation() says it is.
+// Needs a QGuiApplication; call on its thread.
 class WaylandOutputPlatform final : public OutputPlatform {
  public:
   // The compositor's name for the output that shows `screen` (e.g. "DP-1");
@@ -43,25 +44,25 @@ class WaylandOutputPlatform final : public OutputPlatform {
   // cannot show the light (no such output, no layer-shell). The light shows
   // every new picture as it comes; the compositor paces what reaches the screen.
   std::unique_ptr<LightWindow> createLightWindow(const Screen& screen, std::int64_t maximumFramesPerSecond) override;
-  // Inside the layer light last created and still open; null without one.
+  // Inside the light last created and still open; null without one.
   std::unique_ptr<HudWindow> createHudWindow(const DisplayRect& frame, AppState& appState,
                                              std::function<void()> onDismiss) override;
-  // The handler hears the pointer move over the layer light.
+  // The handler hears the pointer move over the light.
   std::optional<MonitorToken> addGlobalMouseMovedMonitor(std::function<void()> handler) override;
   void removeMonitor(MonitorToken token) override;
-  // Where the pointer last was over the layer light; without such news,
+  // Where the pointer last was over the light; without such news,
   // where Qt last saw it over one of our own windows.
   Point mouseLocation() override;
 
  private:
-  friend class WaylandLayerLightWindow;
+  friend class HudHostingLight;
   void pointerMoved(Point location);
-  void lightClosed(WaylandLayerLightWindow* window);
+  void lightClosed(HudHostingLight* light);
 
   QQmlEngine& viewEngine_;
   OutputNameForScreen outputNameForScreen_;
   std::string displayName_;
-  WaylandLayerLightWindow* layerLight_ = nullptr;
+  HudHostingLight* light_ = nullptr;
   std::map<MonitorToken, std::function<void()>> mouseMonitors_;
   MonitorToken nextMonitorToken_ = 1;
   std::optional<Point> pointerOverLight_;
