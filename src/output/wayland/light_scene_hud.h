@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "output/output_platform.h"
-#include "output/wayland/hud_view.h"
+#include "output/hud_view.h"
 
 class QQmlEngine;
 class QQuickItem;

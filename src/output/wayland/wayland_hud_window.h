@@ -10,7 +10,7 @@
 #include <optional>
 
 #include "output/output_platform.h"
-#include "output/wayland/hud_view.h"
+#include "output/hud_view.h"
 #include "output/wayland/wayland_layer_light.h"
 
 class QQmlEngine;

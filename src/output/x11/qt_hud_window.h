@@ -2,13 +2,13 @@
 
 #include <QObject>
 #include <QPointer>
-#include <QPropertyAnimation>
 #include <QQuickItem>
-#include <QQuickView>
+#include <QQuickWindow>
 #include <functional>
 #include <memory>
 #include <optional>
 
+#include "output/hud_view.h"
 #include "output/output_platform.h"
 
 namespace tarvelo {
@@ -17,8 +17,7 @@ class AppState;
 
 // The HUD as a Qt Quick window: frameless, translucent, floating above the
 // light, on every desktop, out of taskbars, hosting FloatingHUDView.qml
-// bound to the application state. Its alpha is the opacity of the HUD's root
-// item. A HUD faded to nothing is unmapped until it fades in again: an
+// bound to the application state (HudView). A HUD faded to nothing is unmapped until it fades in again: an
 // invisible window must not catch clicks, and without a compositor its
 // transparent pixels would show as black. Pointer input is taken only inside
 // the capsule; without a compositor the window is also cut to the capsule's
@@ -27,8 +26,6 @@ class QtHudWindow final : public QObject, public HudWindow {
   Q_OBJECT
 
  public:
-  static constexpr double kDefaultFadeSeconds = 0.25;
-
   // The view is made by `viewEngine`, which must outlive this window.
   QtHudWindow(const DisplayRect& frame, AppState& appState, QQmlEngine& viewEngine, std::function<void()> onDismiss);
   ~QtHudWindow() override;
@@ -37,29 +34,23 @@ class QtHudWindow final : public QObject, public HudWindow {
   double alpha() const override;
   void orderOut() override;
 
-  QQuickView& window() { return *view_; }
+  QQuickWindow& window() { return *window_; }
   // The root item of FloatingHUDView.
-  QQuickItem& hudView() { return *hud_; }
+  QQuickItem& hudView() { return hud_->item(); }
   // How long the latest fade takes (or took).
-  int fadeDurationMilliseconds() const { return fade_->duration(); }
-
- private slots:
-  void dismissRequested();
+  int fadeDurationMilliseconds() const { return hud_->fadeDurationMilliseconds(); }
 
  private:
   void reveal();
-  void fadeFinished();
   void scheduleShapeFit();
   void fitShapeToCapsule();
 
-  std::function<void()> onDismiss_;
-  std::unique_ptr<QQuickView> view_;
-  QPointer<QQuickItem> hud_;
+  std::unique_ptr<QQuickWindow> window_;
+  // Declared after the window: the item leaves its window's scene first.
+  std::unique_ptr<HudView> hud_;
   QPointer<QQuickItem> capsule_;
   bool composited_ = false;
   bool shapeFitPending_ = false;
-  // Declared after the view: it animates the view's item.
-  std::unique_ptr<QPropertyAnimation> fade_;
 };
 
 }  // namespace tarvelo

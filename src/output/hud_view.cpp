@@ -1,4 +1,4 @@
-#include "output/wayland/hud_view.h"
+#include "output/hud_view.h"
 
 #include <QQmlComponent>
 #include <QQmlEngine>

@@ -13,9 +13,9 @@ namespace tarvelo {
 
 // The floating HUD's QML view (FloatingHUDView.qml), made by the program's
 // one engine and bound to the application state, with the fade its hosts
-// give it: its alpha is the opacity of the view's root item. The hosts on a
-// Wayland session put it where the light is: into the layer light's overlay,
-// or into the full-screen light's own scene.
+// give it: its alpha is the opacity of the view's root item. Its hosts are
+// the HUD window on X11 and, on a Wayland session, the light itself: the
+// layer light's overlay, or the full-screen light's own scene.
 class HudView final : public QObject {
   Q_OBJECT
 
