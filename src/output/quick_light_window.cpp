@@ -20,4 +20,8 @@ QuickLightWindow::QuickLightWindow()
 
 QuickLightWindow::~QuickLightWindow() = default;
 
+LightView* QuickLightWindow::view() { return view_.get(); }
+
+void QuickLightWindow::orderOut() { window_->hide(); }
+
 }  // namespace tarvelo

@@ -3,6 +3,8 @@
 #include <QQuickWindow>
 #include <memory>
 
+#include "output/output_platform.h"
+
 namespace tarvelo {
 
 class AmbientGradientView;
@@ -11,16 +13,19 @@ class AmbientGradientView;
 // light view that fills it, following its size. The platforms' light windows
 // (QtLightWindow on X11, FullScreenLightWindow on a Wayland compositor
 // without a layer shell) give it their flags and place it.
-class QuickLightWindow {
+class QuickLightWindow : public LightWindow {
  public:
   QuickLightWindow();
-  ~QuickLightWindow();
+  ~QuickLightWindow() override;
 
   QuickLightWindow(const QuickLightWindow&) = delete;
   QuickLightWindow& operator=(const QuickLightWindow&) = delete;
 
+  LightView* view() override;
+  void orderOut() override;
+
   QQuickWindow& window() { return *window_; }
-  AmbientGradientView& view() { return *view_; }
+  AmbientGradientView& gradientView() { return *view_; }
 
  private:
   std::unique_ptr<QQuickWindow> window_;

@@ -1,6 +1,7 @@
 #include "output/wayland/full_screen_light_window.h"
 
 #include <QMouseEvent>
+#include <QObject>
 #include <QScreen>
 
 #include "output/ambient_gradient_view.h"
@@ -27,21 +28,17 @@ class FullScreenLightWindow::PointerWatch final : public QObject {
 
 FullScreenLightWindow::FullScreenLightWindow(QScreen& screen, std::int64_t maximumFramesPerSecond)
     : pointerWatch_(std::make_unique<PointerWatch>(*this)) {
-  QQuickWindow& window = light_.window();
+  QQuickWindow& window = this->window();
   window.installEventFilter(pointerWatch_.get());
   window.setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
   window.setTitle(QStringLiteral("Tarvelo Light"));
   // The output Qt names in its full-screen request.
   window.setScreen(&screen);
   window.setGeometry(screen.geometry());
-  light_.view().setMaximumFrameRate(maximumFramesPerSecond);
+  gradientView().setMaximumFrameRate(maximumFramesPerSecond);
   window.showFullScreen();
 }
 
 FullScreenLightWindow::~FullScreenLightWindow() = default;
-
-LightView* FullScreenLightWindow::view() { return &light_.view(); }
-
-void FullScreenLightWindow::orderOut() { light_.window().hide(); }
 
 }  // namespace tarvelo

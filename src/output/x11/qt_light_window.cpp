@@ -10,7 +10,7 @@
 namespace tarvelo {
 
 QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen) {
-  QQuickWindow& window = light_.window();
+  QQuickWindow& window = this->window();
   // Stays on top: _NET_WM_STATE_ABOVE, under which window managers keep
   // docks and panels above it. Not accepting focus: it never takes the
   // keyboard from the application the user is in.
@@ -27,10 +27,5 @@ QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen) {
   window.show();
 }
 
-QtLightWindow::~QtLightWindow() = default;
-
-LightView* QtLightWindow::view() { return &light_.view(); }
-
-void QtLightWindow::orderOut() { light_.window().hide(); }
 
 }  // namespace tarvelo

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QQuickWindow>
-
 #include "output/output_platform.h"
 #include "output/quick_light_window.h"
 
@@ -9,29 +7,14 @@ class QScreen;
 
 namespace tarvelo {
 
-class AmbientGradientView;
-
 // The full-screen light as a Qt Quick window: frameless, opaque black, above
 // normal and floating windows, on every desktop, out of taskbars and pagers,
 // never focused, and transparent to the pointer (an empty input shape), so
 // clicks and moves reach whatever lies below. Shown when constructed.
-class QtLightWindow final : public LightWindow {
+class QtLightWindow final : public QuickLightWindow {
  public:
   // Covers `frame` (global coordinates) on `screen`, when there is one.
   QtLightWindow(const DisplayRect& frame, QScreen* screen);
-  ~QtLightWindow() override;
-
-  QtLightWindow(const QtLightWindow&) = delete;
-  QtLightWindow& operator=(const QtLightWindow&) = delete;
-
-  LightView* view() override;
-  void orderOut() override;
-
-  QQuickWindow& window() { return light_.window(); }
-  AmbientGradientView& gradientView() { return light_.view(); }
-
- private:
-  QuickLightWindow light_;
 };
 
 }  // namespace tarvelo
