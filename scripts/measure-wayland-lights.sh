@@ -15,7 +15,10 @@
 #   per frame  the moving CPU of each side divided by the frames the capture
 #              took (tarvelo --verbose counts them)
 #   still      the same with nothing changing on HEADLESS-1
-#   rss        tarvelo's peak resident set (VmHWM) at the end of the moving run
+#   rss        tarvelo's peak resident set (VmHWM) at the end of the moving run,
+#              and what its resident set is made of then: its own memory
+#              (RssAnon), files mapped (RssFile: libraries, fonts) and shared
+#              memory (RssShmem: the pages it read of the compositor's frames)
 #   latency    tarvelo-wayland-light-latency-probe flips HEADLESS-1 between two
 #              colours (a layer surface above everything there) and times the
 #              first change of the light at HEADLESS-2's top edge, which it
@@ -123,6 +126,9 @@ for round in $(seq "$rounds"); do
   record moving_tarvelo "$tarvelo_percent"
   record moving_desktop "$desktop_percent"
   record rss "$(awk '/VmHWM/ { print $2 / 1024 }' "/proc/$tarvelo_pid/status")"
+  for kind in RssAnon RssFile RssShmem; do
+    record "$kind" "$(awk -v k="$kind:" '$1 == k { print $2 / 1024 }' "/proc/$tarvelo_pid/status")"
+  done
   stop_pid "$animator_pid"
   frames=$(captured_frames)
   record frames_per_second "$(echo "$frames" | awk -v s="$seconds" '{ print $1 / s }')"
@@ -163,6 +169,8 @@ done
 echo "$(figure tarvelo_ms_per_frame) $(figure desktop_ms_per_frame)" |
   awk '{ printf "%-58s %.2f = %.2f + %.2f\n", "CPU per captured frame (ms): tarvelo + desktop", $1 + $2, $1, $2 }'
 printf '%-58s %.0f\n' "peak RSS of tarvelo (MiB)" "$(figure rss)"
+printf '%-58s %.0f / %.0f / %.0f\n' "  at the end: own memory / files mapped / the desktop's" \
+  "$(figure RssAnon)" "$(figure RssFile)" "$(figure RssShmem)"
 printf '%-58s %.1f / %.1f / %.1f (%s missed)\n' "latency through a second cast: p50 / p95 / max (ms)" \
   "$(figure light_p50)" "$(figure light_p95)" "$(figure light_max)" "$(figure light_misses)"
 printf '%-58s %.1f\n' "that cast's own delay: p50 (ms)" "$(figure cast_p50)"
