@@ -32,7 +32,7 @@ class HudHostingLight : public LightWindow {
   HudHostingLight(const HudHostingLight&) = delete;
   HudHostingLight& operator=(const HudHostingLight&) = delete;
 
-  // Null once ordered out.
+  // Null where the light can hold none: a layer light once ordered out.
   virtual std::unique_ptr<HudWindow> makeHud(const QRect& frameInLight, AppState& appState, QQmlEngine& viewEngine,
                                              std::function<void()> onDismiss) = 0;
   Point origin() const { return origin_; }
