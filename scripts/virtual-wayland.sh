@@ -26,6 +26,7 @@
 #          bottom-off  HEADLESS-2 switched off
 #          (sway 1.7's headless backend keeps its outputs on whatever it answers;
 #          the off layouts then warn, and tests that need an unplug skip)
+#          Each layout but the off ones sets both outputs' scale back to 1.
 #
 # sway refuses to run as root, so the rig runs as an unprivileged system user of
 # its own, made here when missing, with a private runtime directory (0700) and
@@ -102,13 +103,13 @@ apply_layout() {  # dir layout
   local dir=$1
   case "$2" in
     4k-over-hd)
-      swaymsg_rig "$dir" "output $top enable mode 3840x2160 position 0 0; output $bottom enable mode 1920x1080 position 960 2160" ;;
+      swaymsg_rig "$dir" "output $top enable mode 3840x2160 position 0 0 scale 1; output $bottom enable mode 1920x1080 position 960 2160 scale 1" ;;
     stacked)
-      swaymsg_rig "$dir" "output $top enable mode 1920x1080 position 0 0; output $bottom enable mode 1920x1080 position 0 1080" ;;
+      swaymsg_rig "$dir" "output $top enable mode 1920x1080 position 0 0 scale 1; output $bottom enable mode 1920x1080 position 0 1080 scale 1" ;;
     side-by-side)
-      swaymsg_rig "$dir" "output $top enable mode 1920x1080 position 0 0; output $bottom enable mode 1920x1080 position 1920 0" ;;
+      swaymsg_rig "$dir" "output $top enable mode 1920x1080 position 0 0 scale 1; output $bottom enable mode 1920x1080 position 1920 0 scale 1" ;;
     reversed)
-      swaymsg_rig "$dir" "output $bottom enable mode 1920x1080 position 0 0; output $top enable mode 1920x1080 position 0 1080" ;;
+      swaymsg_rig "$dir" "output $bottom enable mode 1920x1080 position 0 0 scale 1; output $top enable mode 1920x1080 position 0 1080 scale 1" ;;
     top-off)
       swaymsg_rig "$dir" "output $top disable" ;;
     bottom-off)

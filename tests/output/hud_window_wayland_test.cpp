@@ -32,15 +32,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The rig's 4k-over-hd layout: HEADLESS-2 (full HD) lies at 960,2160 under
-// the 4K HEADLESS-1, in a bounding box of 3840 × 3240.
-constexpr DisplayRect kLightScreenFrame{960.0, 2160.0, 1920.0, 1080.0};
-constexpr int kLayoutWidth = 3840;
-constexpr int kLayoutHeight = 3240;
-// Where the light window's controller puts the HUD: centred, 28 above the bottom.
-constexpr DisplayRect kHudFrame{1660.0, 3162.0, 520.0, 50.0};
-const QRect kHudInLight(700, 1002, 520, 50);
-
 bool run(const std::string& command) { return std::system((command + " > /dev/null 2>&1").c_str()) == 0; }
 
 // The HUD's texts and symbols are near white; the red light never is.
@@ -55,10 +46,29 @@ int whitePixelsIn(const QImage& shot, const QRect& area) {
   return count;
 }
 
+// The rig's 4k-over-hd layout: HEADLESS-2 (full HD) lies at 960,2160 under
+// the 4K HEADLESS-1. At an output scale of 2 its 1920 × 1080 pixels are
+// 960 × 540 units of the layout.
 class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness {
  protected:
+  explicit HudOnWayland(int outputScale = 1)
+      : scale_(outputScale), pointer_(3840, 2160 + 1080 / outputScale) {}
+
+  DisplayRect lightScreenFrame() const { return {960.0, 2160.0, 1920.0 / scale_, 1080.0 / scale_}; }
+  // Where the light window's controller puts the HUD: centred, 28 above the bottom.
+  QRect hudInLight() const { return QRect((1920 / scale_ - 520) / 2, 1080 / scale_ - 28 - 50, 520, 50); }
+  DisplayRect hudFrame() const {
+    const QRect inLight = hudInLight();
+    return {960.0 + inLight.x(), 2160.0 + inLight.y(), 520.0, 50.0};
+  }
+  // The HUD in a screenshot of HEADLESS-2, in the output's pixels.
+  QRect hudInShot() const { return QRect(hudInLight().topLeft() * scale_, hudInLight().size() * scale_); }
+
   void SetUp() override {
     testing::useRigLayout("4k-over-hd");
+    if (scale_ != 1) {
+      ASSERT_TRUE(run("swaymsg output HEADLESS-2 scale " + std::to_string(scale_)));
+    }
     char pattern[] = "/tmp/tarvelo-wayland-hud-XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
     shots_ = pattern;
@@ -68,10 +78,10 @@ class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness 
     useStackedDisplays();
     create();
     appState->setBrightness(1.0);
-    light_ = platform_.createLightWindow(Screen{2U, "Light", kLightScreenFrame}, 30);
+    light_ = platform_.createLightWindow(Screen{2U, "Light", lightScreenFrame()}, 30);
     ASSERT_NE(light_, nullptr);
     light_->view()->updateColors(ZoneColorList(kZoneCount, ZoneColor{1.0F, 0.0F, 0.0F, 1.0F}), 1.0, 60.0, 1.0);
-    window_ = platform_.createHudWindow(kHudFrame, *appState, [this] { ++dismissals_; });
+    window_ = platform_.createHudWindow(hudFrame(), *appState, [this] { ++dismissals_; });
     hud_ = dynamic_cast<WaylandHudWindow*>(window_.get());
     ASSERT_NE(hud_, nullptr);
   }
@@ -80,6 +90,7 @@ class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness 
     window_.reset();
     light_.reset();
     run("rm -rf '" + shots_ + "'");
+    if (scale_ != 1) testing::useRigLayout("4k-over-hd");
   }
 
   QImage screenshot() {
@@ -100,15 +111,18 @@ class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness 
     return shot;
   }
 
-  static bool showsTheHud(const QImage& shot) { return !shot.isNull() && whitePixelsIn(shot, kHudInLight) > 30; }
-  static bool showsNoHud(const QImage& shot) { return !shot.isNull() && whitePixelsIn(shot, kHudInLight) == 0; }
+  bool showsTheHud(const QImage& shot) const { return !shot.isNull() && whitePixelsIn(shot, hudInShot()) > 30; }
+  bool showsNoHud(const QImage& shot) const { return !shot.isNull() && whitePixelsIn(shot, hudInShot()) == 0; }
+  std::function<bool(const QImage&)> hudShown() const { return [this](const QImage& shot) { return showsTheHud(shot); }; }
+  std::function<bool(const QImage&)> hudGone() const { return [this](const QImage& shot) { return showsNoHud(shot); }; }
 
-  // The centre of one of the HUD's items, in the rig's layout space.
+  // The centre of one of the HUD's items, in the rig's layout space (the
+  // HUD's scene is drawn at the output's scale).
   QPointF layoutCentreOf(const char* objectName) {
     auto* target = hud_->hudView().findChild<QQuickItem*>(QString::fromLatin1(objectName));
     if (target == nullptr) throw std::runtime_error(std::string("the HUD has no item ") + objectName);
-    const QPointF centre = target->mapToScene(QPointF(target->width() / 2.0, target->height() / 2.0));
-    return {kHudFrame.x + centre.x(), kHudFrame.y + centre.y()};
+    const QPointF centre = target->mapToScene(QPointF(target->width() / 2.0, target->height() / 2.0)) / scale_;
+    return {hudFrame().x + centre.x(), hudFrame().y + centre.y()};
   }
 
   // Until the platform has heard the pointer reach `where` over the light.
@@ -126,10 +140,11 @@ class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness 
     QTest::qWait(300);
   }
 
+  int scale_;
   std::string shots_;
   ui::ViewEngine views_;
   WaylandOutputPlatform platform_{views_, [](const Screen&) { return std::string("HEADLESS-2"); }};
-  testing::RigPointer pointer_{kLayoutWidth, kLayoutHeight};
+  testing::RigPointer pointer_;
   std::unique_ptr<LightWindow> light_;
   std::unique_ptr<HudWindow> window_;
   WaylandHudWindow* hud_ = nullptr;
@@ -137,9 +152,10 @@ class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness 
 };
 
 TEST_F(HudOnWayland, IsDrawnInsideTheLightCentred28AboveTheBottom) {
-  EXPECT_EQ(hud_->frame(), kHudInLight);
+  EXPECT_EQ(hud_->frame(), QRect(700, 1002, 520, 50));
+  EXPECT_EQ(hud_->scale(), 1);
   EXPECT_EQ(window_->alpha(), 1.0);
-  const QImage shot = waitForLightScreen(showsTheHud);
+  const QImage shot = waitForLightScreen(hudShown());
   ASSERT_TRUE(showsTheHud(shot));
   // Nothing of it outside its frame: the bands just above and below are light.
   EXPECT_EQ(whitePixelsIn(shot, QRect(700, 990, 520, 12)), 0);
@@ -149,23 +165,23 @@ TEST_F(HudOnWayland, IsDrawnInsideTheLightCentred28AboveTheBottom) {
 }
 
 TEST_F(HudOnWayland, AlphaZeroEmptiesTheOverlayAndAlphaOneBringsItBack) {
-  ASSERT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
   window_->animateAlpha(0.0, 0.1);
   EXPECT_TRUE(QTest::qWaitFor([&] { return window_->alpha() == 0.0; }));
-  EXPECT_TRUE(showsNoHud(waitForLightScreen(showsNoHud)));
+  EXPECT_TRUE(showsNoHud(waitForLightScreen(hudGone())));
   window_->animateAlpha(1.0, 0.1);
   EXPECT_TRUE(QTest::qWaitFor([&] { return window_->alpha() == 1.0; }));
-  EXPECT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  EXPECT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
 }
 
 TEST_F(HudOnWayland, IsGoneFromTheScreenWhenOrderedOut) {
-  ASSERT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
   window_->orderOut();
-  EXPECT_TRUE(showsNoHud(waitForLightScreen(showsNoHud)));
+  EXPECT_TRUE(showsNoHud(waitForLightScreen(hudGone())));
 }
 
 TEST_F(HudOnWayland, FollowsTheApplicationStateOnScreen) {
-  ASSERT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
   const int before = hud_->renderCount();
   appState->setBrightness(2.5);
   EXPECT_TRUE(QTest::qWaitFor([&] { return hud_->renderCount() > before; }))
@@ -203,22 +219,22 @@ TEST_F(HudOnWayland, HearsNothingOfThePointerOverTheMovieScreen) {
 }
 
 TEST_F(HudOnWayland, AClickOnPlusRaisesTheBrightness) {
-  ASSERT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
   clickAt(layoutCentreOf("brightnessPlus"));
   EXPECT_TRUE(QTest::qWaitFor([&] { return std::abs(appState->brightness() - 1.2) < 1e-9; }))
       << "brightness is " << appState->brightness();
 }
 
 TEST_F(HudOnWayland, AClickOnTheHideButtonDismisses) {
-  ASSERT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
   clickAt(layoutCentreOf("hideButton"));
   EXPECT_TRUE(QTest::qWaitFor([&] { return dismissals_ == 1; }));
 }
 
 TEST_F(HudOnWayland, ClicksOutsideTheControlsDoNothing) {
-  ASSERT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
   clickAt(QPointF(1200.0, 2500.0));                        // the light
-  clickAt(QPointF(kHudFrame.x + 1.0, kHudFrame.y + 1.0));  // the HUD's frame, outside its capsule
+  clickAt(QPointF(hudFrame().x + 1.0, hudFrame().y + 1.0));  // the HUD's frame, outside its capsule
   // A click that does something, so that the ones before have surely been read.
   clickAt(layoutCentreOf("brightnessPlus"));
   ASSERT_TRUE(QTest::qWaitFor([&] { return appState->brightness() != 1.0; }));
@@ -228,13 +244,53 @@ TEST_F(HudOnWayland, ClicksOutsideTheControlsDoNothing) {
 }
 
 TEST_F(HudOnWayland, AHudFadedToNothingTakesNoClicks) {
-  ASSERT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
   window_->animateAlpha(0.0, 0.0);
-  ASSERT_TRUE(showsNoHud(waitForLightScreen(showsNoHud)));
+  ASSERT_TRUE(showsNoHud(waitForLightScreen(hudGone())));
   clickAt(layoutCentreOf("brightnessPlus"));
   // Back, and one click that counts: had the faded HUD taken the first, two would have.
   window_->animateAlpha(1.0, 0.0);
-  ASSERT_TRUE(showsTheHud(waitForLightScreen(showsTheHud)));
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
+  clickAt(layoutCentreOf("brightnessPlus"));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return appState->brightness() != 1.0; }));
+  EXPECT_DOUBLE_EQ(appState->brightness(), 1.2);
+}
+
+// ---- On a scaled output ----
+
+class HudOnAScaledOutput : public HudOnWayland {
+ protected:
+  HudOnAScaledOutput() : HudOnWayland(2) {}
+};
+
+// How many 2 × 2 blocks of the output's pixels inside `area` are not one
+// colour: none where a picture of half the resolution was doubled.
+int mixedBlocksIn(const QImage& shot, const QRect& area) {
+  int mixed = 0;
+  for (int y = area.top() & ~1; y + 1 <= area.bottom(); y += 2) {
+    for (int x = area.left() & ~1; x + 1 <= area.right(); x += 2) {
+      const QRgb corner = shot.pixel(x, y);
+      if (shot.pixel(x + 1, y) != corner || shot.pixel(x, y + 1) != corner || shot.pixel(x + 1, y + 1) != corner) {
+        ++mixed;
+      }
+    }
+  }
+  return mixed;
+}
+
+TEST_F(HudOnAScaledOutput, IsDrawnAtTheOutputsPixelsWhereTheControllerPutsIt) {
+  EXPECT_EQ(hud_->frame(), QRect(220, 462, 520, 50));
+  EXPECT_EQ(hud_->scale(), 2);
+  const QImage shot = waitForLightScreen(hudShown());
+  ASSERT_TRUE(showsTheHud(shot));
+  ASSERT_EQ(shot.size(), QSize(1920, 1080));
+  EXPECT_EQ(whitePixelsIn(shot, QRect(440, 900, 1040, 24)), 0);
+  EXPECT_EQ(whitePixelsIn(shot, QRect(440, 1024, 1040, 56)), 0);
+  EXPECT_GT(mixedBlocksIn(shot, hudInShot()), 200) << "the HUD was drawn at half the output's resolution";
+}
+
+TEST_F(HudOnAScaledOutput, AClickOnPlusRaisesTheBrightness) {
+  ASSERT_TRUE(showsTheHud(waitForLightScreen(hudShown())));
   clickAt(layoutCentreOf("brightnessPlus"));
   ASSERT_TRUE(QTest::qWaitFor([&] { return appState->brightness() != 1.0; }));
   EXPECT_DOUBLE_EQ(appState->brightness(), 1.2);

@@ -32,14 +32,19 @@ WaylandHudWindow::WaylandHudWindow(WaylandLayerLight& light, const QRect& frame,
                                    QQmlEngine& viewEngine, std::function<void()> onDismiss)
     : light_(&light),
       frame_(frame),
+      scale_(light.outputScale()),
       renderControl_(std::make_unique<QQuickRenderControl>()),
       window_(std::make_unique<QQuickWindow>(renderControl_.get())),
       hud_(std::make_unique<HudView>(viewEngine, appState, std::move(onDismiss))) {
+  // On a scaled output the view is laid out at the frame's size and drawn
+  // magnified, so that its text and edges are as sharp as the output's pixels.
   window_->setColor(Qt::transparent);
-  window_->setGeometry(QRect(QPoint(0, 0), frame.size()));
-  window_->contentItem()->setSize(frame.size());
+  window_->setGeometry(QRect(QPoint(0, 0), frame.size() * scale_));
+  window_->contentItem()->setSize(frame.size() * scale_);
   hud_->item().setParentItem(window_->contentItem());
   hud_->item().setSize(frame.size());
+  hud_->item().setTransformOrigin(QQuickItem::TopLeft);
+  hud_->item().setScale(scale_);
   hud_->onFadedOut = [this] { fadedOut(); };
 
   // Any change of the scene, a value shown or a step of a fade, is drawn once
@@ -103,13 +108,13 @@ void WaylandHudWindow::render() {
   // Premultiplied ARGB32 is, byte by byte on a little-endian machine, the
   // compositor's ARGB8888: blue, green, red, alpha.
   light_->showOverlay(BgraPictureView{picture.constBits(), picture.width(), picture.height(), picture.bytesPerLine()},
-                      frame_.x(), frame_.y());
+                      frame_.x(), frame_.y(), scale_);
   ++renderCount_;
 }
 
 void WaylandHudWindow::handlePointer(const WaylandLayerLight::PointerEvent& event) {
   using Kind = WaylandLayerLight::PointerEvent::Kind;
-  const QPointF position(event.x - frame_.x(), event.y - frame_.y());
+  const QPointF position((event.x - frame_.x()) * scale_, (event.y - frame_.y()) * scale_);
   const bool over = shown_ && event.kind != Kind::leave && frame_.contains(QPoint(static_cast<int>(event.x),
                                                                                     static_cast<int>(event.y)));
   const Qt::MouseButton button = qtButton(event.button);

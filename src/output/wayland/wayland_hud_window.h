@@ -52,6 +52,8 @@ class WaylandHudWindow final : public QObject, public HudWindow {
   QQuickItem& hudView() { return hud_->item(); }
   QQuickWindow& window() { return *window_; }
   const QRect& frame() const { return frame_; }
+  // The output's scale the HUD is drawn at: its picture is the frame's size times this.
+  int scale() const { return scale_; }
   // How many pictures of the HUD went to the light's overlay.
   int renderCount() const { return renderCount_; }
 
@@ -63,6 +65,7 @@ class WaylandHudWindow final : public QObject, public HudWindow {
 
   WaylandLayerLight* light_;
   QRect frame_;
+  int scale_;
   std::unique_ptr<QQuickRenderControl> renderControl_;
   std::unique_ptr<QQuickWindow> window_;
   std::unique_ptr<HudView> hud_;

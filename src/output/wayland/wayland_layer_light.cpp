@@ -26,6 +26,7 @@ struct WaylandLayerLight::OutputEntry {
   wl_output* output = nullptr;
   zxdg_output_v1* xdgOutput = nullptr;
   std::string name;
+  int scale = 1;
 };
 
 namespace {
@@ -97,7 +98,9 @@ struct WaylandLayerLightEvents {
                              const char*, const char*, std::int32_t) {}
   static void outputMode(void*, wl_output*, std::uint32_t, std::int32_t, std::int32_t, std::int32_t) {}
   static void outputDone(void*, wl_output*) {}
-  static void outputScale(void*, wl_output*, std::int32_t) {}
+  static void outputScale(void* data, wl_output* /*output*/, std::int32_t factor) {
+    static_cast<WaylandLayerLight::OutputEntry*>(data)->scale = std::max(factor, 1);
+  }
   static void outputName(void* data, wl_output* /*output*/, const char* name) {
     static_cast<WaylandLayerLight::OutputEntry*>(data)->name = name;
   }
@@ -234,6 +237,7 @@ WaylandLayerLight::OpenResult WaylandLayerLight::finishOpen(const std::string& o
             "No output named " + outputName + " (outputs: " + (known.empty() ? "none" : known) + ")"};
   }
   outputGlobal_ = target->global;
+  output_ = target;
 
   surface_ = wl_compositor_create_surface(compositor_);
   viewport_ = wp_viewporter_get_viewport(viewporter_, surface_);
@@ -327,9 +331,18 @@ bool WaylandLayerLight::show(const BgraPictureView& picture) {
   return flush();
 }
 
-bool WaylandLayerLight::showOverlay(const BgraPictureView& picture, int x, int y) {
-  if (lost_ || !isUsable(picture) || subcompositor_ == nullptr) return false;
+int WaylandLayerLight::outputScale() const { return output_ != nullptr ? output_->scale : 1; }
+
+bool WaylandLayerLight::showOverlay(const BgraPictureView& picture, int x, int y, int scale) {
+  if (lost_ || !isUsable(picture) || subcompositor_ == nullptr || scale < 1 || picture.width % scale != 0 ||
+      picture.height % scale != 0) {
+    return false;
+  }
   if (overlaySurface_ == nullptr) createOverlay();
+  if (scale != overlayScale_) {
+    wl_surface_set_buffer_scale(overlaySurface_, scale);
+    overlayScale_ = scale;
+  }
   if (!overlayPlaced_ || x != overlayX_ || y != overlayY_) {
     // A subsurface moves with its parent's next commit, which changes nothing else.
     wl_subsurface_set_position(overlaySubsurface_, x, y);
@@ -414,8 +427,8 @@ void WaylandLayerLight::presentLight(ShmBuffer& slot) {
 
 void WaylandLayerLight::presentOverlay(ShmBuffer& slot) {
   wl_surface_attach(overlaySurface_, slot.buffer, 0, 0);
-  // Unscaled: buffer and surface units are the same.
-  wl_surface_damage(overlaySurface_, 0, 0, slot.width, slot.height);
+  // In surface units, which the buffer's scale divides.
+  wl_surface_damage(overlaySurface_, 0, 0, slot.width / overlayScale_, slot.height / overlayScale_);
   wl_surface_commit(overlaySurface_);
   slot.busy = true;
 }

@@ -131,10 +131,16 @@ class WaylandLayerLight {
   // that could end the light must act later, not from inside the call.
   std::function<void(const PointerEvent& event)> onPointer;
 
-  // Shows `picture` (premultiplied alpha, bytes blue, green, red, alpha) at
-  // its own size over the light, its top-left corner at `x`, `y` of the
-  // light's surface. Copies it. False for an empty picture or once lost.
-  bool showOverlay(const BgraPictureView& picture, int x, int y);
+  // The output's scale (its pixels per unit of the light's surface), as
+  // the compositor last said.
+  int outputScale() const;
+
+  // Shows `picture` (premultiplied alpha, bytes blue, green, red, alpha) over
+  // the light, its top-left corner at `x`, `y` of the light's surface, drawn
+  // at `scale` pixels per surface unit (so its size is the picture's divided
+  // by `scale`, which must divide it). Copies it. False for an empty picture
+  // or once lost.
+  bool showOverlay(const BgraPictureView& picture, int x, int y, int scale = 1);
   // Takes the overlay away until the next showOverlay().
   void hideOverlay();
   bool isOverlayShown() const { return overlayShown_; }
@@ -197,6 +203,7 @@ class WaylandLayerLight {
   std::vector<std::unique_ptr<OutputEntry>> outputs_;
   // The registry name of the light's output, to notice when it goes.
   std::uint32_t outputGlobal_ = 0;
+  const OutputEntry* output_ = nullptr;
   wl_subcompositor* subcompositor_ = nullptr;
   wl_seat* seat_ = nullptr;
   wl_pointer* pointer_ = nullptr;
@@ -213,6 +220,7 @@ class WaylandLayerLight {
   BufferPair overlayBuffers_;
   int overlayX_ = 0;
   int overlayY_ = 0;
+  int overlayScale_ = 1;
   bool overlayPlaced_ = false;
   bool overlayShown_ = false;
   int width_ = 0;
