@@ -25,6 +25,7 @@
 #include "pipeline/zone_color.h"
 #include "rig/rig_pointer.h"
 #include "rig/wayland_rig_session.h"
+#include "rig_screenshots.h"
 #include "ui/view_engine.h"
 
 namespace tarvelo {
@@ -39,11 +40,7 @@ class FullScreenLightOnWayland : public ::testing::Test {
   void SetUp() override {
     testing::useRigLayout("4k-over-hd");
     ASSERT_TRUE(run("swaymsg 'output HEADLESS-1 bg #000000 solid_color; output HEADLESS-2 bg #000000 solid_color'"));
-    char pattern[] = "/tmp/tarvelo-wayland-full-screen-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    shots_ = pattern;
   }
-  void TearDown() override { run("rm -rf '" + shots_ + "'"); }
 
   static QScreen* screenNamed(const QString& name) {
     for (QScreen* screen : QGuiApplication::screens()) {
@@ -52,25 +49,14 @@ class FullScreenLightOnWayland : public ::testing::Test {
     return nullptr;
   }
 
-  QImage screenshot(const std::string& output) {
-    const std::string file = shots_ + "/" + output + ".png";
-    if (!run("grim -o " + output + " '" + file + "'")) return {};
-    return QImage(QString::fromStdString(file)).convertToFormat(QImage::Format_RGB32);
-  }
+  QImage screenshot(const std::string& output) { return shots_.take(output); }
 
   // Runs the event loop until `output` shows what `settled` wants.
   QImage waitFor(const std::string& output, const std::function<bool(const QImage&)>& settled) {
-    QImage shot;
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (std::chrono::steady_clock::now() < deadline) {
-      QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-      shot = screenshot(output);
-      if (!shot.isNull() && settled(shot)) break;
-    }
-    return shot;
+    return shots_.waitFor(output, settled);
   }
 
-  std::string shots_;
+  testing::RigScreenshots shots_;
 };
 
 bool isLitRedAcrossTheTop(const QImage& shot) {
@@ -115,16 +101,7 @@ TEST_F(FullScreenLightOnWayland, CoversTheLightScreensOutputAloneAndGoesWhenOrde
 }
 
 // The HUD's texts and symbols are near white; the red light never is.
-int whitePixelsIn(const QImage& shot, const QRect& area) {
-  int count = 0;
-  for (int y = area.top(); y <= area.bottom(); ++y) {
-    for (int x = area.left(); x <= area.right(); ++x) {
-      const QRgb pixel = shot.pixel(x, y);
-      if (qRed(pixel) > 200 && qGreen(pixel) > 200 && qBlue(pixel) > 200) ++count;
-    }
-  }
-  return count;
-}
+using testing::whitePixelsIn;
 
 class HudInTheFullScreenLight : public FullScreenLightOnWayland, protected testing::AppStateHarness {
  protected:

@@ -25,6 +25,7 @@
 #include "pipeline/zone_color.h"
 #include "rig/rig_pointer.h"
 #include "rig/wayland_rig_session.h"
+#include "rig_screenshots.h"
 #include "ui/view_engine.h"
 
 namespace tarvelo {
@@ -35,16 +36,7 @@ using namespace std::chrono_literals;
 bool run(const std::string& command) { return std::system((command + " > /dev/null 2>&1").c_str()) == 0; }
 
 // The HUD's texts and symbols are near white; the red light never is.
-int whitePixelsIn(const QImage& shot, const QRect& area) {
-  int count = 0;
-  for (int y = area.top(); y <= area.bottom(); ++y) {
-    for (int x = area.left(); x <= area.right(); ++x) {
-      const QRgb pixel = shot.pixel(x, y);
-      if (qRed(pixel) > 200 && qGreen(pixel) > 200 && qBlue(pixel) > 200) ++count;
-    }
-  }
-  return count;
-}
+using testing::whitePixelsIn;
 
 // The rig's 4k-over-hd layout: HEADLESS-2 (full HD) lies at 960,2160 under
 // the 4K HEADLESS-1. At an output scale of 2 its 1920 × 1080 pixels are
@@ -69,9 +61,6 @@ class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness 
     if (scale_ != 1) {
       ASSERT_TRUE(run("swaymsg output HEADLESS-2 scale " + std::to_string(scale_)));
     }
-    char pattern[] = "/tmp/tarvelo-wayland-hud-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    shots_ = pattern;
     // Screenshots show the pointer's arrow: it waits on the movie screen,
     // away from the HUD, where the last test may have left it.
     pointer_.moveTo(100.0, 100.0);
@@ -89,26 +78,12 @@ class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness 
   void TearDown() override {
     window_.reset();
     light_.reset();
-    run("rm -rf '" + shots_ + "'");
     if (scale_ != 1) testing::useRigLayout("4k-over-hd");
-  }
-
-  QImage screenshot() {
-    const std::string file = shots_ + "/HEADLESS-2.png";
-    if (!run("grim -o HEADLESS-2 '" + file + "'")) return {};
-    return QImage(QString::fromStdString(file)).convertToFormat(QImage::Format_RGB32);
   }
 
   // Runs the event loop until the light screen shows what `settled` wants.
   QImage waitForLightScreen(const std::function<bool(const QImage&)>& settled) {
-    QImage shot;
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (std::chrono::steady_clock::now() < deadline) {
-      QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-      shot = screenshot();
-      if (!shot.isNull() && settled(shot)) break;
-    }
-    return shot;
+    return shots_.waitFor("HEADLESS-2", settled);
   }
 
   bool showsTheHud(const QImage& shot) const { return !shot.isNull() && whitePixelsIn(shot, hudInShot()) > 30; }
@@ -141,7 +116,7 @@ class HudOnWayland : public ::testing::Test, protected testing::AppStateHarness 
   }
 
   int scale_;
-  std::string shots_;
+  testing::RigScreenshots shots_;
   ui::ViewEngine views_;
   WaylandOutputPlatform platform_{views_, [](const Screen&) { return std::string("HEADLESS-2"); }};
   testing::RigPointer pointer_;

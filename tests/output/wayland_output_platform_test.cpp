@@ -8,8 +8,6 @@
 #include <QCoreApplication>
 #include <QImage>
 
-#include <chrono>
-#include <cstdlib>
 #include <functional>
 #include <string>
 
@@ -17,46 +15,25 @@
 #include "app/app_test_support.h"
 #include "output/light_view.h"
 #include "pipeline/zone_color.h"
+#include "rig_screenshots.h"
 #include "ui/view_engine.h"
 
 namespace tarvelo {
 namespace {
 
-using namespace std::chrono_literals;
-
-bool run(const std::string& command) { return std::system((command + " > /dev/null 2>&1").c_str()) == 0; }
-
 class WaylandOutputPlatformTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/tarvelo-wayland-output-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    shots_ = pattern;
-  }
-  void TearDown() override { run("rm -rf '" + shots_ + "'"); }
-
-  QImage screenshot(const std::string& output) {
-    const std::string file = shots_ + "/" + output + ".png";
-    if (!run("grim -o " + output + " '" + file + "'")) return {};
-    return QImage(QString::fromStdString(file)).convertToFormat(QImage::Format_RGB32);
-  }
+  QImage screenshot(const std::string& output) { return shots_.take(output); }
 
   // Runs the event loop (and nothing else talks to the compositor) until the
   // light screen shows what `settled` wants.
   QImage waitForLightScreen(const std::function<bool(const QImage&)>& settled) {
-    QImage shot;
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (std::chrono::steady_clock::now() < deadline) {
-      QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-      shot = screenshot("HEADLESS-2");
-      if (!shot.isNull() && settled(shot)) break;
-    }
-    return shot;
+    return shots_.waitFor("HEADLESS-2", settled);
   }
 
   static Screen lightScreen() { return Screen{7U, "Light", DisplayRect{960, 2160, 1920, 1080}}; }
 
-  std::string shots_;
+  testing::RigScreenshots shots_;
   ui::ViewEngine views_;
 };
 
