@@ -64,7 +64,8 @@ X11FrameScaler::X11FrameScaler(const std::optional<std::string>& displayName, st
   throwIfFailed("prepare screen scaling");
 
   const std::int64_t bytesPerRow = bytesPerRowAtDepth32(xcb_get_setup(c), width_);
-  segment_ = std::make_unique<X11ShmSegment>(c, static_cast<std::size_t>(checkedMul(bytesPerRow, height_)));
+  segment_ = std::make_unique<X11ShmSegment>(c, static_cast<std::size_t>(checkedMul(bytesPerRow, height_)),
+                                             X11ShmSegment::Writer::server, "screen capture");
   frame_ = Frame{segment_->bytes(), width_, height_, bytesPerRow};
 }
 

@@ -12,7 +12,7 @@
 #include "capture/downscale_plan.h"
 #include "capture/pixel_rect.h"
 #include "capture/x11/x11_connection.h"
-#include "capture/x11/x11_shm_segment.h"
+#include "support/x11/x11_shm_segment.h"
 #include "pipeline/frame.h"
 
 namespace tarvelo {
