@@ -25,7 +25,7 @@
 #include <thread>
 
 #include "output/wayland/wayland_layer_light.h"
-#include "output/wayland/wayland_light_view.h"
+#include "output/picture_light_view.h"
 #include "pipeline/zone_color.h"
 
 namespace {
@@ -98,7 +98,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   tarvelo::WaylandLayerLight& light = *opened.light;
-  tarvelo::WaylandLightView view(light);
+  tarvelo::PictureLightView view(light);
   view.setMaximumFrameRate(static_cast<std::int64_t>(rate + 0.5));
 
   int status = 0;

@@ -23,7 +23,7 @@
 #include "exact_light.h"
 #include "light_probes.h"
 #include "output/wayland/wayland_layer_light.h"
-#include "output/wayland/wayland_light_view.h"
+#include "output/picture_light_view.h"
 #include "pipeline/zone_color.h"
 #include "rig/wayland_rig_session.h"
 
@@ -78,7 +78,7 @@ class LayerLightOnWayland : public ::testing::Test {
     EXPECT_TRUE(opened.error.empty()) << opened.error;
     light_ = std::move(opened.light);
     if (!light_) throw std::runtime_error("no light: " + opened.error);
-    view_ = std::make_unique<WaylandLightView>(*light_);
+    view_ = std::make_unique<PictureLightView>(*light_);
     return *light_;
   }
 
@@ -129,7 +129,7 @@ class LayerLightOnWayland : public ::testing::Test {
   std::string shots_;
   std::vector<ProbeRange> ranges_;
   std::unique_ptr<WaylandLayerLight> light_;
-  std::unique_ptr<WaylandLightView> view_;
+  std::unique_ptr<PictureLightView> view_;
 };
 
 TEST_F(LayerLightOnWayland, CoversTheLightScreenExactly) {

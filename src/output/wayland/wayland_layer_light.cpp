@@ -331,6 +331,24 @@ bool WaylandLayerLight::show(const BgraPictureView& picture) {
   return flush();
 }
 
+void WaylandLayerLight::showPicture(const RgbaPictureView& picture) {
+  if (picture.width < 3 || picture.height < 3) return;
+  const int width = picture.width - 2;
+  const int height = picture.height - 2;
+  pictureBgra_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+  std::uint8_t* out = pictureBgra_.data();
+  for (int row = 1; row <= height; ++row) {
+    const std::uint8_t* in = picture.pixels + row * picture.bytesPerLine + 4;
+    for (int column = 0; column < width; ++column, in += 4, out += 4) {
+      out[0] = in[2];
+      out[1] = in[1];
+      out[2] = in[0];
+      out[3] = in[3];
+    }
+  }
+  show(BgraPictureView{pictureBgra_.data(), width, height, static_cast<std::ptrdiff_t>(width) * 4});
+}
+
 int WaylandLayerLight::outputScale() const { return output_ != nullptr ? output_->scale : 1; }
 
 bool WaylandLayerLight::showOverlay(const BgraPictureView& picture, int x, int y, int scale) {

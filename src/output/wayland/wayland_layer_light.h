@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "output/light_picture_surface.h"
+
 struct wl_buffer;
 struct wl_compositor;
 struct wl_display;
@@ -61,7 +63,7 @@ struct BgraPictureView {
 // Two shared-memory buffers take turns; a buffer is written only once the
 // compositor has released it, and a picture that arrives while both are held
 // waits in the newest slot until one comes back.
-class WaylandLayerLight {
+class WaylandLayerLight final : public LightPictureSurface {
  public:
   enum class Failure {
     // No compositor answers on $WAYLAND_DISPLAY (or the one given).
@@ -98,6 +100,11 @@ class WaylandLayerLight {
   // caller may reuse its memory at once. False (nothing shown) for an empty
   // picture, or once the light is lost.
   bool show(const BgraPictureView& picture);
+  // The light's picture: what lies inside its rim, shown as above. (A
+  // viewport source rectangle would keep the rim for the filter to blend
+  // with at the edges, but wlroots' software renderer ignores the
+  // rectangle's offset.)
+  void showPicture(const RgbaPictureView& picture) override;
 
   // Watch this for input and call dispatch() when it has some.
   int fileDescriptor() const;
@@ -106,8 +113,8 @@ class WaylandLayerLight {
   bool dispatch(std::chrono::milliseconds timeout = std::chrono::milliseconds(0));
 
   // The output's size, as the compositor configured the surface.
-  int width() const { return width_; }
-  int height() const { return height_; }
+  int width() const override { return width_; }
+  int height() const override { return height_; }
 
   // The output went away (unplugged or switched off), the compositor closed
   // the surface, or the connection broke. Nothing more is shown; the owner
@@ -230,6 +237,8 @@ class WaylandLayerLight {
   bool lossReported_ = false;
   std::string lossReason_;
   int committedPictures_ = 0;
+  // The light's picture in the compositor's byte order, rim left out.
+  std::vector<std::uint8_t> pictureBgra_;
 };
 
 }  // namespace tarvelo

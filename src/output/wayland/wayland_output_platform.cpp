@@ -16,7 +16,7 @@
 #include "output/wayland/light_scene_hud.h"
 #include "output/wayland/wayland_hud_window.h"
 #include "output/wayland/wayland_layer_light.h"
-#include "output/wayland/wayland_light_view.h"
+#include "output/picture_light_view.h"
 
 namespace tarvelo {
 
@@ -58,7 +58,7 @@ class WaylandLayerLightWindow final : public HudHostingLight {
                           std::unique_ptr<WaylandLayerLight> light, std::int64_t maximumFramesPerSecond)
       : HudHostingLight(platform, screen),
         light_(std::move(light)),
-        view_(std::make_unique<WaylandLightView>(*light_)),
+        view_(std::make_unique<PictureLightView>(*light_)),
         input_(std::make_unique<QSocketNotifier>(light_->fileDescriptor(), QSocketNotifier::Read)) {
     view_->setMaximumFrameRate(maximumFramesPerSecond);
     light_->onLost = [](const std::string& reason) {
@@ -100,7 +100,7 @@ class WaylandLayerLightWindow final : public HudHostingLight {
   }
 
   std::unique_ptr<WaylandLayerLight> light_;
-  std::unique_ptr<WaylandLightView> view_;
+  std::unique_ptr<PictureLightView> view_;
   std::unique_ptr<QSocketNotifier> input_;
   QPointer<WaylandHudWindow> hud_;
   // Queued pointer news dies with the window.

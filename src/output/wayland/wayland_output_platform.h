@@ -16,7 +16,7 @@ class HudHostingLight;
 
 // The light output on a Wayland compositor: where it offers wlr-layer-shell,
 // the light is a layer surface of our own on the light screen's output
-// (WaylandLayerLight), shown through WaylandLightView, and driven by the
+// (WaylandLayerLight), shown through PictureLightView, and driven by the
 // application's event loop; elsewhere (GNOME) it is a full-screen toplevel on
 // that output (FullScreenLightWindow), which needs Qt on its wayland platform.
 //

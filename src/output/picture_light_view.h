@@ -8,23 +8,22 @@
 #include "output/light_color_transition.h"
 #include "output/light_glide.h"
 #include "output/light_picture.h"
+#include "output/light_picture_surface.h"
 #include "output/light_view.h"
 
 namespace tarvelo {
 
-class WaylandLayerLight;
-
-// The light's colours on a layer surface: the same model and the same small
-// blurred picture the Qt Quick view draws (LightPicture), handed to the
-// compositor, which stretches it over the output. A colour change costs the
-// small picture only.
+// The light drawn without Qt Quick: the same model and the same small
+// blurred picture the Qt Quick view draws (LightPicture), handed to a
+// surface that stretches it (a Wayland compositor, or the light's own
+// stretch into an X window's shared memory). New colours glide in as on the
+// Qt Quick view (LightGlide); each frame of the glide is one small picture.
 //
-// New colours glide in as on the Qt Quick view (LightGlide); each frame of
-// the glide is one small picture.
-class WaylandLightView final : public LightView {
+// Main thread only: the glide runs on the thread's Qt event loop.
+class PictureLightView final : public LightView {
  public:
   // Lays the light out for the surface's size and shows it opaque black.
-  explicit WaylandLightView(WaylandLayerLight& surface);
+  explicit PictureLightView(LightPictureSurface& surface);
 
   void updateColors(const ZoneColorList& colors, double brightness, double blurRadius, double spread) override;
   // See LightGlide::setMaximumFrameRate.
@@ -37,14 +36,14 @@ class WaylandLightView final : public LightView {
   std::span<const LightColor> shownColors() const { return colors_.shown(); }
   std::span<const LightColor> targetColors() const { return colors_.target(); }
   bool isGliding() const { return glide_.isGliding(); }
-  // How many pictures went to the compositor.
+  // How many pictures went to the surface.
   int pictureShowCount() const { return pictureShowCount_; }
 
  private:
   void layoutPicture();
   void showPicture();
 
-  WaylandLayerLight& surface_;
+  LightPictureSurface& surface_;
   AmbientGradientModel model_;
   LightColorTransition colors_;
   LightGlide glide_{colors_, [this] { showPicture(); }};
