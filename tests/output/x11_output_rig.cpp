@@ -5,6 +5,7 @@
 
 #include <QWindow>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 
@@ -111,17 +112,29 @@ bool RigConnection::isViewable(const QWindow& window) {
   return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
-QRgb RigConnection::pixelAt(int x, int y) {
+QImage RigConnection::image(const QRect& area) {
   const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
-  const XcbReply<xcb_get_image_reply_t> image(
-      xcb_get_image_reply(connection_,
-                          xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root, static_cast<std::int16_t>(x),
-                                        static_cast<std::int16_t>(y), 1, 1, 0xFFFFFFFF),
-                          nullptr));
-  if (!image || xcb_get_image_data_length(image.get()) < 4) return 0;
-  // Depth 24 in 32 bits per pixel, little-endian: blue, green, red, unused.
-  const std::uint8_t* bytes = xcb_get_image_data(image.get());
-  return qRgb(bytes[2], bytes[1], bytes[0]);
+  const XcbReply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
+      connection_,
+      xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root, static_cast<std::int16_t>(area.x()),
+                    static_cast<std::int16_t>(area.y()), static_cast<std::uint16_t>(area.width()),
+                    static_cast<std::uint16_t>(area.height()), 0xFFFFFFFF),
+      nullptr));
+  const std::size_t bytes = static_cast<std::size_t>(area.width()) * 4 * static_cast<std::size_t>(area.height());
+  if (!reply || area.isEmpty() || static_cast<std::size_t>(xcb_get_image_data_length(reply.get())) < bytes) return {};
+  // Depth 24 in 32 bits per pixel, little-endian: Qt's RGB32 words.
+  QImage image(area.size(), QImage::Format_RGB32);
+  const std::uint8_t* data = xcb_get_image_data(reply.get());
+  for (int row = 0; row < area.height(); ++row) {
+    std::memcpy(image.scanLine(row), data + static_cast<std::size_t>(row) * area.width() * 4,
+                static_cast<std::size_t>(area.width()) * 4);
+  }
+  return image;
+}
+
+QRgb RigConnection::pixelAt(int x, int y) {
+  const QImage pixel = image(QRect(x, y, 1, 1));
+  return pixel.isNull() ? 0 : qRgb(qRed(pixel.pixel(0, 0)), qGreen(pixel.pixel(0, 0)), qBlue(pixel.pixel(0, 0)));
 }
 
 bool xdotool(const std::string& arguments) {

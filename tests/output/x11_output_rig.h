@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QRect>
 #include <QRgb>
 #include <cstdint>
@@ -37,6 +38,8 @@ class RigConnection {
   bool isViewable(const QWindow& window);
   // What the screen shows at one point of the root window.
   QRgb pixelAt(int x, int y);
+  // What it shows in `area` (root coordinates); null when it cannot be read.
+  QImage image(const QRect& area);
 
  private:
   xcb_connection_t* connection_;

@@ -1,16 +1,16 @@
 #include "output/x11/qt_light_window.h"
 
 #include <QRect>
-#include <cmath>
+#include <QWindow>
 
-#include "output/ambient_gradient_view.h"
 #include "output/qt_geometry.h"
 #include "output/x11/x11_window_hints.h"
 
 namespace tarvelo {
 
-QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen) {
-  QQuickWindow& window = this->window();
+void prepareLightWindow(QWindow& window, const DisplayRect& frame, QScreen* screen) {
+  // For whoever looks for it among the program's windows (tests, inspectors).
+  window.setObjectName(QStringLiteral("light"));
   // Stays on top: _NET_WM_STATE_ABOVE, under which window managers keep
   // docks and panels above it. Not accepting focus: it never takes the
   // keyboard from the application the user is in.
@@ -24,8 +24,11 @@ QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen) {
   // Qt makes a window transparent for input through XFIXES only; an empty
   // input shape does the same where the server lacks XFIXES.
   setWindowInputShape(window, {});
-  window.show();
 }
 
+QtLightWindow::QtLightWindow(const DisplayRect& frame, QScreen* screen) {
+  prepareLightWindow(window(), frame, screen);
+  window().show();
+}
 
 }  // namespace tarvelo

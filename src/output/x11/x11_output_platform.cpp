@@ -3,13 +3,17 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QPoint>
+#include <QQuickWindow>
 #include <QRect>
 #include <QScreen>
+#include <stdexcept>
 #include <utility>
 
 #include "output/ambient_gradient_view.h"
+#include "output/picture_light_view.h"
 #include "output/x11/qt_hud_window.h"
 #include "output/x11/qt_light_window.h"
+#include "output/x11/x11_light_window.h"
 #include "output/x11/x11_mouse_monitor.h"
 
 namespace tarvelo {
@@ -43,9 +47,24 @@ QScreen* X11OutputPlatform::qtScreenFor(const Screen& screen) const {
   return nullptr;
 }
 
+// Without a GPU the light is stretched straight into memory the server
+// copies to the screen; Qt Quick's software renderer would add its scene
+// graph, its backing store and a round trip per frame to the same work. With
+// a GPU, Qt Quick has the GPU stretch it. A server without MIT-SHM gets Qt
+// Quick either way.
 std::unique_ptr<LightWindow> X11OutputPlatform::createLightWindow(const Screen& screen,
                                                                   std::int64_t maximumFramesPerSecond) {
-  auto window = std::make_unique<QtLightWindow>(screen.frame, qtScreenFor(screen));
+  QScreen* qtScreen = qtScreenFor(screen);
+  if (QQuickWindow::sceneGraphBackend() == QLatin1String("software")) {
+    try {
+      auto window = std::make_unique<X11LightWindow>(screen.frame, qtScreen, displayName_);
+      window->pictureView().setMaximumFrameRate(maximumFramesPerSecond);
+      return window;
+    } catch (const std::runtime_error&) {
+      // Qt Quick draws it below, on any server.
+    }
+  }
+  auto window = std::make_unique<QtLightWindow>(screen.frame, qtScreen);
   window->gradientView().setMaximumFrameRate(maximumFramesPerSecond);
   return window;
 }

@@ -15,7 +15,7 @@ namespace tarvelo {
 
 class X11MouseMonitor;
 
-// The light output on an X11 desktop: Qt Quick windows on Qt's xcb platform
+// The light output on an X11 desktop: windows on Qt's xcb platform
 // and XInput 2 for pointer motion. Needs a QGuiApplication; call on its thread.
 class X11OutputPlatform final : public OutputPlatform {
  public:
