@@ -5,6 +5,7 @@
 #include <bit>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -371,9 +372,37 @@ __attribute__((target("avx2"))) void blendPartBlockAvx2(const RowRun& run, int b
   }
 }
 
+// The same, with stores that bypass the cache (for whole, aligned cache
+// lines). The image is a full screen, larger than the caches, and is read
+// next by the display server, not by this process: filling the cache with it
+// first would only read each line in before overwriting it and push it to
+// the other core afterwards. The stretch takes about a tenth less time alone
+// (tarvelo-light-upscaler-bench) and about a quarter less in the running
+// program on the X11 rig, where the server copies each image out.
+__attribute__((target("avx2"))) void streamTwoBlocksAvx2(const RowRun& run, int block) {
+  const BlockAvx2 first = loadBlockAvx2(run, block);
+  const BlockAvx2 second = loadBlockAvx2(run, block + 1);
+  const std::int16_t* weightLanes = run.weightLanes;
+  const std::int16_t* lastWeightLanes = weightLanes + run.rowCount * kWeightLanes;
+  const std::ptrdiff_t bytesPerLine = run.bytesPerLine;
+  std::uint8_t* out = run.pixels + block * kBlockBytes;
+  for (; weightLanes != lastWeightLanes; weightLanes += kWeightLanes, out += bytesPerLine) {
+    const __m256i weight = load256(weightLanes);
+    _mm256_stream_si256(reinterpret_cast<__m256i*>(out), blendBlockAvx2(first, weight));
+    _mm256_stream_si256(reinterpret_cast<__m256i*>(out + kBlockBytes), blendBlockAvx2(second, weight));
+  }
+}
+
 __attribute__((target("avx2"))) void blendRunAvx2(const RowRun& run) {
   const int wholeBlocks = run.pixelCount / kBlockPixels;
   int block = 0;
+  const bool linesAligned = reinterpret_cast<std::uintptr_t>(run.pixels) % 64 == 0 && run.bytesPerLine % 64 == 0;
+  if (linesAligned) {
+    for (; block + 2 <= wholeBlocks; block += 2) streamTwoBlocksAvx2(run, block);
+    // Streamed stores are weakly ordered: they must all be out before
+    // whoever shows the image is told to read it.
+    _mm_sfence();
+  }
   for (; block + 2 <= wholeBlocks; block += 2) blendTwoBlocksAvx2(run, block);
   if (block < wholeBlocks) blendWholeBlockAvx2(run, block);
   const int tailPixels = run.pixelCount % kBlockPixels;
