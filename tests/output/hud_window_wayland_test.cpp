@@ -11,6 +11,8 @@
 #include <QQuickItem>
 #include <QTest>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -262,6 +264,36 @@ TEST_F(HudOnAScaledOutput, IsDrawnAtTheOutputsPixelsWhereTheControllerPutsIt) {
   EXPECT_EQ(whitePixelsIn(shot, QRect(440, 900, 1040, 24)), 0);
   EXPECT_EQ(whitePixelsIn(shot, QRect(440, 1024, 1040, 56)), 0);
   EXPECT_GT(mixedBlocksIn(shot, hudInShot()), 200) << "the HUD was drawn at half the output's resolution";
+}
+
+// Blocks as above that hold a near-white pixel beside one of another colour:
+// the arrow's edges, which a doubled arrow draws two pixels at a time.
+int mixedWhiteBlocksIn(const QImage& shot, const QRect& area) {
+  const auto isWhite = [](QRgb pixel) { return qRed(pixel) > 200 && qGreen(pixel) > 200 && qBlue(pixel) > 200; };
+  int mixed = 0;
+  for (int y = area.top() & ~1; y + 1 <= area.bottom(); y += 2) {
+    for (int x = area.left() & ~1; x + 1 <= area.right(); x += 2) {
+      const std::array<QRgb, 4> block{shot.pixel(x, y), shot.pixel(x + 1, y), shot.pixel(x, y + 1),
+                                      shot.pixel(x + 1, y + 1)};
+      const auto whites = std::count_if(block.begin(), block.end(), isWhite);
+      if (whites > 0 && whites < 4) ++mixed;
+    }
+  }
+  return mixed;
+}
+
+TEST_F(HudOnAScaledOutput, ThePointersArrowOverTheLightIsDrawnAtTheOutputsPixels) {
+  // The hotspot at 100, 100 of the light, 200, 200 in its pixels; the arrow
+  // lies below and to the right of it.
+  pointer_.moveTo(960.0 + 100.0, 2160.0 + 100.0);
+  // Until then the compositor may still show an arrow of its own.
+  ASSERT_TRUE(waitUntilHeardAt(960.0 + 100.0, 2160.0 + 100.0));
+  const QRect arrow(192, 192, 80, 80);
+  const QImage shot = waitForLightScreen([&](const QImage& shown) {
+    return !shown.isNull() && whitePixelsIn(shown, arrow) > 40;
+  });
+  ASSERT_GT(whitePixelsIn(shot, arrow), 40) << "no arrow over the light";
+  EXPECT_GT(mixedWhiteBlocksIn(shot, arrow), 20) << "the arrow was drawn at half the output's resolution";
 }
 
 TEST_F(HudOnAScaledOutput, AClickOnPlusRaisesTheBrightness) {

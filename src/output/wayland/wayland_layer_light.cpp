@@ -466,21 +466,39 @@ void WaylandLayerLight::usePointer(bool present) {
 }
 
 // A surface that sets no cursor shows whatever the pointer last looked like
-// (or nothing), so the light shows the desktop's arrow.
+// (or nothing), so the light shows the desktop's arrow. On a scaled output
+// the arrow comes from the theme at that many times its size and is drawn at
+// the output's own pixels, as sharp as the desktop's own; a theme without
+// the larger size gives its plain arrow, which the compositor magnifies.
 void WaylandLayerLight::setCursor(std::uint32_t serial) {
-  if (cursorTheme_ == nullptr) cursorTheme_ = wl_cursor_theme_load(std::getenv("XCURSOR_THEME"), cursorSize(), shm_);
-  wl_cursor* cursor = cursorTheme_ != nullptr ? wl_cursor_theme_get_cursor(cursorTheme_, kCursorName) : nullptr;
+  const int scale = outputScale();
+  const int size = cursorSize();
+  // The arrow on screen may come from the theme being replaced: it goes once
+  // the new one's arrow is attached.
+  const std::unique_ptr<wl_cursor_theme, void (*)(wl_cursor_theme*)> retired(
+      cursorTheme_ != nullptr && cursorThemeScale_ != scale ? cursorTheme_ : nullptr, wl_cursor_theme_destroy);
+  if (cursorTheme_ == nullptr || cursorThemeScale_ != scale) {
+    cursorTheme_ = wl_cursor_theme_load(std::getenv("XCURSOR_THEME"), size * scale, shm_);
+    cursorThemeScale_ = scale;
+    if (cursorTheme_ == nullptr) return;
+  }
+  wl_cursor* cursor = wl_cursor_theme_get_cursor(cursorTheme_, kCursorName);
   if (cursor == nullptr || cursor->image_count == 0) return;
   wl_cursor_image* image = cursor->images[0];
   wl_buffer* buffer = wl_cursor_image_get_buffer(image);
   if (buffer == nullptr) return;
+  const bool drawnAtScale = static_cast<int>(image->height) >= size * scale &&
+                            image->width % static_cast<unsigned>(scale) == 0 &&
+                            image->height % static_cast<unsigned>(scale) == 0;
+  const int bufferScale = drawnAtScale ? scale : 1;
   if (cursorSurface_ == nullptr) cursorSurface_ = wl_compositor_create_surface(compositor_);
+  wl_surface_set_buffer_scale(cursorSurface_, bufferScale);
   wl_surface_attach(cursorSurface_, buffer, 0, 0);
-  wl_surface_damage(cursorSurface_, 0, 0, static_cast<std::int32_t>(image->width),
-                    static_cast<std::int32_t>(image->height));
+  wl_surface_damage(cursorSurface_, 0, 0, static_cast<std::int32_t>(image->width) / bufferScale,
+                    static_cast<std::int32_t>(image->height) / bufferScale);
   wl_surface_commit(cursorSurface_);
-  wl_pointer_set_cursor(pointer_, serial, cursorSurface_, static_cast<std::int32_t>(image->hotspot_x),
-                        static_cast<std::int32_t>(image->hotspot_y));
+  wl_pointer_set_cursor(pointer_, serial, cursorSurface_, static_cast<std::int32_t>(image->hotspot_x) / bufferScale,
+                        static_cast<std::int32_t>(image->hotspot_y) / bufferScale);
 }
 
 void WaylandLayerLight::reportPointer(PointerEvent::Kind kind, double x, double y, std::uint32_t button) {

@@ -215,6 +215,8 @@ class WaylandLayerLight final : public LightPictureSurface {
   wl_seat* seat_ = nullptr;
   wl_pointer* pointer_ = nullptr;
   wl_cursor_theme* cursorTheme_ = nullptr;
+  // The output scale the theme was loaded for.
+  int cursorThemeScale_ = 1;
   wl_surface* cursorSurface_ = nullptr;
   double pointerX_ = 0.0;
   double pointerY_ = 0.0;
