@@ -2,18 +2,23 @@
 // how close the reduced-resolution light is to a full-resolution rendering.
 //
 //   tarvelo-light-bench [--screen NAME] [--seconds S] [--rate R] [--blur B] [--x-server-pid PID]
+//                       [--light qt-quick|shared-memory]
 //   tarvelo-light-bench --compare WxH [--blur B]
 //
-// Shows the light view full-screen on the named screen (default: the primary
+// Shows the light full-screen on the named screen (default: the primary
 // one), feeds it R colour updates a second (default 30, as the capture at its
-// default rate) for S seconds (default 10; the first second is not counted)
-// and reports, as medians over the counted frames:
-//   picture  CPU time of drawing and blurring the small light picture
-//   frame    CPU time of the render thread from synchronisation to swap
-//            (picture included), and the wall time of the same span
+// default rate) for S seconds (default 10; the first second is not counted),
+// with its frames capped at R a second as the program caps them, and reports:
+//   picture  median CPU time of drawing and blurring the small light picture
+//   frame    (Qt Quick only) median CPU time of the render thread from
+//            synchronisation to swap (picture included), and the wall time
+//            of the same span
 // and over the whole counted span: frames per second, and the CPU share of
 // one core taken by this process and, given its pid, by the X server.
-// Run it with LIBGL_ALWAYS_SOFTWARE=1 to measure Mesa's software OpenGL.
+// --light chooses the light window: the Qt Quick view (default; run it with
+// LIBGL_ALWAYS_SOFTWARE=1 to measure Mesa's software OpenGL, or with
+// QT_QUICK_BACKEND=software) or the X11 light drawn through shared memory,
+// which the program uses on X11 without a GPU.
 //
 // --compare renders the light of one set of colours at WxH (default
 // settings, blur B) twice offscreen, with the picture at reduced and at full
@@ -26,6 +31,7 @@
 #include <ctime>
 #include <unistd.h>
 #include <fstream>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <sstream>
@@ -41,15 +47,20 @@
 #include "output/ambient_gradient_view.h"
 #include "output/light_picture.h"
 #include "output/offscreen_light_renderer.h"
+#include "output/picture_light_view.h"
+#include "output/x11/x11_light_window.h"
 
 namespace {
 
 using tarvelo::AmbientGradientModel;
 using tarvelo::AmbientGradientView;
+using tarvelo::DisplayRect;
 using tarvelo::LightColor;
 using tarvelo::LightPicture;
 using tarvelo::LightResolution;
+using tarvelo::LightView;
 using tarvelo::OffscreenLightRenderer;
+using tarvelo::X11LightWindow;
 using tarvelo::ZoneColor;
 using tarvelo::ZoneColorList;
 
@@ -132,12 +143,14 @@ struct Options {
   double rate = 30.0;
   double blur = 60.0;
   std::optional<long> xServerPid;
+  bool sharedMemory = false;
 };
 
 [[noreturn]] void usage(const std::string& problem) {
   std::fprintf(stderr,
                "tarvelo-light-bench: %s\nusage: tarvelo-light-bench [--screen NAME] [--seconds S] [--rate R] "
-               "[--blur B] [--x-server-pid PID]\n       tarvelo-light-bench --compare WxH [--blur B]\n",
+               "[--blur B] [--x-server-pid PID]\n                           [--light qt-quick|shared-memory]\n"
+               "       tarvelo-light-bench --compare WxH [--blur B]\n",
                problem.c_str());
   std::exit(2);
 }
@@ -170,6 +183,8 @@ Options parseOptions(int argc, char** argv) {
       options.blur = number;
     } else if (argument == "--x-server-pid" && isNumber && number > 0.0) {
       options.xServerPid = static_cast<long>(number);
+    } else if (argument == "--light" && (value == "qt-quick" || value == "shared-memory")) {
+      options.sharedMemory = value == "shared-memory";
     } else {
       usage("bad option " + argument + " " + value);
     }
@@ -228,14 +243,31 @@ int main(int argc, char** argv) {
     if (screen == nullptr) usage("no screen named " + options.screen.toStdString());
   }
   const QRect geometry = screen->geometry();
+  const auto framesPerSecond = static_cast<std::int64_t>(std::lround(options.rate));
 
-  QQuickWindow window;
-  window.setFlags(Qt::FramelessWindowHint);
-  window.setColor(Qt::black);
-  window.setScreen(screen);
-  window.setGeometry(geometry);
-  auto* view = new AmbientGradientView(window.contentItem());
-  view->setSize(geometry.size());
+  // The light, as the program shows it.
+  std::unique_ptr<QQuickWindow> quickWindow;
+  AmbientGradientView* quickView = nullptr;
+  std::unique_ptr<X11LightWindow> sharedMemoryLight;
+  LightView* view = nullptr;
+  if (options.sharedMemory) {
+    sharedMemoryLight = std::make_unique<X11LightWindow>(
+        DisplayRect{static_cast<double>(geometry.x()), static_cast<double>(geometry.y()),
+                    static_cast<double>(geometry.width()), static_cast<double>(geometry.height())},
+        screen, std::nullopt);
+    sharedMemoryLight->pictureView().setMaximumFrameRate(framesPerSecond);
+    view = sharedMemoryLight->view();
+  } else {
+    quickWindow = std::make_unique<QQuickWindow>();
+    quickWindow->setFlags(Qt::FramelessWindowHint);
+    quickWindow->setColor(Qt::black);
+    quickWindow->setScreen(screen);
+    quickWindow->setGeometry(geometry);
+    quickView = new AmbientGradientView(quickWindow->contentItem());
+    quickView->setSize(geometry.size());
+    quickView->setMaximumFrameRate(framesPerSecond);
+    view = quickView;
+  }
 
   // Frame timings, taken on the render thread.
   std::mutex samplesMutex;
@@ -246,24 +278,31 @@ int main(int argc, char** argv) {
   bool counting = false;
   double frameCpuStart = 0.0;
   QElapsedTimer frameWallTimer;
-  QObject::connect(
-      &window, &QQuickWindow::beforeSynchronizing, &window,
-      [&] {
-        frameCpuStart = threadCpuMilliseconds();
-        frameWallTimer.start();
-      },
-      Qt::DirectConnection);
-  QObject::connect(
-      &window, &QQuickWindow::frameSwapped, &window,
-      [&] {
-        const double cpu = threadCpuMilliseconds() - frameCpuStart;
-        const double wall = frameWallTimer.nsecsElapsed() / 1e6;
-        const std::lock_guard<std::mutex> lock(samplesMutex);
-        if (!counting) return;
-        frameCpu.push_back(cpu);
-        frameWall.push_back(wall);
-      },
-      Qt::DirectConnection);
+  if (quickWindow) {
+    QObject::connect(
+        quickWindow.get(), &QQuickWindow::beforeSynchronizing, quickWindow.get(),
+        [&] {
+          frameCpuStart = threadCpuMilliseconds();
+          frameWallTimer.start();
+        },
+        Qt::DirectConnection);
+    QObject::connect(
+        quickWindow.get(), &QQuickWindow::frameSwapped, quickWindow.get(),
+        [&] {
+          const double cpu = threadCpuMilliseconds() - frameCpuStart;
+          const double wall = frameWallTimer.nsecsElapsed() / 1e6;
+          const std::lock_guard<std::mutex> lock(samplesMutex);
+          if (!counting) return;
+          frameCpu.push_back(cpu);
+          frameWall.push_back(wall);
+        },
+        Qt::DirectConnection);
+  }
+  const auto framesSoFar = [&]() -> std::size_t {
+    if (sharedMemoryLight) return static_cast<std::size_t>(sharedMemoryLight->pictureView().pictureShowCount());
+    const std::lock_guard<std::mutex> lock(samplesMutex);
+    return frameCpu.size();
+  };
 
   int update = 0;
   QTimer updates;
@@ -273,8 +312,10 @@ int main(int argc, char** argv) {
 
   double processCpuAtStart = 0.0;
   std::optional<double> xCpuAtStart;
+  std::size_t framesAtStart = 0;
   QElapsedTimer span;
   QTimer::singleShot(1000, [&] {
+    framesAtStart = sharedMemoryLight ? framesSoFar() : 0;
     const std::lock_guard<std::mutex> lock(samplesMutex);
     counting = true;
     processCpuAtStart = processCpuMilliseconds();
@@ -288,6 +329,7 @@ int main(int argc, char** argv) {
     if (xCpuAtStart) {
       if (const auto now = otherProcessCpuMilliseconds(*options.xServerPid)) xCpu = *now - *xCpuAtStart;
     }
+    const std::size_t frames = framesSoFar() - framesAtStart;
     std::vector<double> cpuSamples;
     std::vector<double> wallSamples;
     {
@@ -296,23 +338,27 @@ int main(int argc, char** argv) {
       cpuSamples = frameCpu;
       wallSamples = frameWall;
     }
+    const char* drawnBy = sharedMemoryLight ? "shared memory"
+                          : quickWindow->rendererInterface()->graphicsApi() == QSGRendererInterface::OpenGL
+                              ? "Qt Quick, OpenGL"
+                              : "Qt Quick, other API";
     std::printf("screen %s %dx%d, blur %.0f, %.0f updates/s, %s\n", qPrintable(screen->name()), geometry.width(),
-                geometry.height(), options.blur, options.rate,
-                qPrintable(window.rendererInterface()->graphicsApi() == QSGRendererInterface::OpenGL ? "OpenGL"
-                                                                                                   : "other API"));
-    std::printf("picture %dx%d texels: median %.3f ms CPU\n", view->pictureSize().width(), view->pictureSize().height(),
+                geometry.height(), options.blur, options.rate, drawnBy);
+    std::printf("picture median %.3f ms CPU\n",
                 medianPictureMilliseconds(geometry.width(), geometry.height(), options.blur));
-    std::printf("frames %zu in %.1f s (%.1f/s): render thread median %.3f ms CPU, %.3f ms wall\n", cpuSamples.size(),
-                elapsed / 1000.0, cpuSamples.size() * 1000.0 / elapsed, median(cpuSamples), median(wallSamples));
+    if (quickWindow) {
+      std::printf("render thread median %.3f ms CPU, %.3f ms wall\n", median(cpuSamples), median(wallSamples));
+    }
+    std::printf("frames %zu in %.1f s (%.1f/s)\n", frames, elapsed / 1000.0, frames * 1000.0 / elapsed);
     std::printf("process CPU %.1f %% of one core (%.3f ms per frame)\n", 100.0 * processCpu / elapsed,
-                cpuSamples.empty() ? 0.0 : processCpu / static_cast<double>(cpuSamples.size()));
+                frames == 0 ? 0.0 : processCpu / static_cast<double>(frames));
     if (xCpu) {
       std::printf("X server CPU %.1f %% of one core (%.3f ms per frame)\n", 100.0 * *xCpu / elapsed,
-                  cpuSamples.empty() ? 0.0 : *xCpu / static_cast<double>(cpuSamples.size()));
+                  frames == 0 ? 0.0 : *xCpu / static_cast<double>(frames));
     }
     QCoreApplication::quit();
   });
 
-  window.show();
+  if (quickWindow) quickWindow->show();
   return QGuiApplication::exec();
 }
