@@ -333,9 +333,28 @@ __attribute__((target("avx2"))) __m256i blendBlockAvx2(const BlockAvx2& block, _
   return _mm256_packus_epi16(blendAvx2(block.pixels0145, weight), blendAvx2(block.pixels2367, weight));
 }
 
+// How a blend writes its pixels: through the cache, or around it. The image
+// is a full screen, larger than the caches, and is read next by the display
+// server, not by this process: filling the cache with it first only reads each
+// line in before overwriting it and pushes it to the other core afterwards.
+// Streaming whole, aligned cache lines around it makes the stretch about a
+// tenth faster alone (tarvelo-light-upscaler-bench) and about a quarter faster
+// in the running program on the X11 rig, where the server copies each image out.
+enum class Stores { cached, streamed };
+
+template <Stores stores>
+__attribute__((target("avx2"))) void storeLine256(std::uint8_t* bytes, __m256i value) {
+  if constexpr (stores == Stores::streamed) {
+    _mm256_stream_si256(reinterpret_cast<__m256i*>(bytes), value);
+  } else {
+    store256(bytes, value);
+  }
+}
+
 // Two blocks, a cache line of pixels, down the run. As with 128 bits, the
 // blocks stay in registers only if the loop calls nothing and reads no field
 // of the run.
+template <Stores stores>
 __attribute__((target("avx2"))) void blendTwoBlocksAvx2(const RowRun& run, int block) {
   const BlockAvx2 first = loadBlockAvx2(run, block);
   const BlockAvx2 second = loadBlockAvx2(run, block + 1);
@@ -345,8 +364,8 @@ __attribute__((target("avx2"))) void blendTwoBlocksAvx2(const RowRun& run, int b
   std::uint8_t* out = run.pixels + block * kBlockBytes;
   for (; weightLanes != lastWeightLanes; weightLanes += kWeightLanes, out += bytesPerLine) {
     const __m256i weight = load256(weightLanes);
-    store256(out, blendBlockAvx2(first, weight));
-    store256(out + kBlockBytes, blendBlockAvx2(second, weight));
+    storeLine256<stores>(out, blendBlockAvx2(first, weight));
+    storeLine256<stores>(out + kBlockBytes, blendBlockAvx2(second, weight));
   }
 }
 
@@ -372,38 +391,17 @@ __attribute__((target("avx2"))) void blendPartBlockAvx2(const RowRun& run, int b
   }
 }
 
-// The same, with stores that bypass the cache (for whole, aligned cache
-// lines). The image is a full screen, larger than the caches, and is read
-// next by the display server, not by this process: filling the cache with it
-// first would only read each line in before overwriting it and push it to
-// the other core afterwards. The stretch takes about a tenth less time alone
-// (tarvelo-light-upscaler-bench) and about a quarter less in the running
-// program on the X11 rig, where the server copies each image out.
-__attribute__((target("avx2"))) void streamTwoBlocksAvx2(const RowRun& run, int block) {
-  const BlockAvx2 first = loadBlockAvx2(run, block);
-  const BlockAvx2 second = loadBlockAvx2(run, block + 1);
-  const std::int16_t* weightLanes = run.weightLanes;
-  const std::int16_t* lastWeightLanes = weightLanes + run.rowCount * kWeightLanes;
-  const std::ptrdiff_t bytesPerLine = run.bytesPerLine;
-  std::uint8_t* out = run.pixels + block * kBlockBytes;
-  for (; weightLanes != lastWeightLanes; weightLanes += kWeightLanes, out += bytesPerLine) {
-    const __m256i weight = load256(weightLanes);
-    _mm256_stream_si256(reinterpret_cast<__m256i*>(out), blendBlockAvx2(first, weight));
-    _mm256_stream_si256(reinterpret_cast<__m256i*>(out + kBlockBytes), blendBlockAvx2(second, weight));
-  }
-}
-
 __attribute__((target("avx2"))) void blendRunAvx2(const RowRun& run) {
   const int wholeBlocks = run.pixelCount / kBlockPixels;
   int block = 0;
   const bool linesAligned = reinterpret_cast<std::uintptr_t>(run.pixels) % 64 == 0 && run.bytesPerLine % 64 == 0;
   if (linesAligned) {
-    for (; block + 2 <= wholeBlocks; block += 2) streamTwoBlocksAvx2(run, block);
+    for (; block + 2 <= wholeBlocks; block += 2) blendTwoBlocksAvx2<Stores::streamed>(run, block);
     // Streamed stores are weakly ordered: they must all be out before
     // whoever shows the image is told to read it.
     _mm_sfence();
   }
-  for (; block + 2 <= wholeBlocks; block += 2) blendTwoBlocksAvx2(run, block);
+  for (; block + 2 <= wholeBlocks; block += 2) blendTwoBlocksAvx2<Stores::cached>(run, block);
   if (block < wholeBlocks) blendWholeBlockAvx2(run, block);
   const int tailPixels = run.pixelCount % kBlockPixels;
   if (tailPixels != 0) blendPartBlockAvx2(run, wholeBlocks, tailPixels);
