@@ -36,14 +36,12 @@ int bitsPerPixelAtDepth(const xcb_setup_t* setup, std::uint8_t depth) {
 X11LightSurface::X11LightSurface(const std::optional<std::string>& displayName, xcb_window_t window, int width,
                                  int height)
     : window_(window), width_(width), height_(height) {
-  if (width <= 0 || height <= 0 || width > 0xFFFF || height > 0xFFFF) {
-    throw std::runtime_error("The light window's size is out of range for the X server.");
-  }
   connection_ = xcb_connect(displayName ? displayName->c_str() : nullptr, nullptr);
   try {
     if (xcb_connection_has_error(connection_) != 0) throw std::runtime_error("Cannot connect to the X server.");
     const xcb_query_extension_reply_t* shm = xcb_get_extension_data(connection_, &xcb_shm_id);
     if (shm == nullptr || !shm->present) throw std::runtime_error("The X server lacks MIT-SHM.");
+    completionEvent_ = static_cast<std::uint8_t>(shm->first_event + XCB_SHM_COMPLETION);
     checkWindowPixels(window);
 
     const std::uint32_t black = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->black_pixel;
@@ -53,9 +51,9 @@ X11LightSurface::X11LightSurface(const std::optional<std::string>& displayName, 
     xcb_create_gc(connection_, graphicsContext_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
     // Attaching is a round trip, so everything above has reached the server
     // before the window is shown.
-    segment_ = std::make_unique<X11ShmSegment>(connection_,
-                                               static_cast<std::size_t>(width) * 4 * static_cast<std::size_t>(height),
-                                               X11ShmSegment::Writer::client, "the light");
+    segment_ = std::make_unique<X11ShmSegment>(
+        connection_, static_cast<std::size_t>(pixelWidth_) * 4 * static_cast<std::size_t>(pixelHeight_),
+        X11ShmSegment::Writer::client, "the light");
   } catch (...) {
     xcb_disconnect(connection_);
     throw;
@@ -87,17 +85,24 @@ void X11LightSurface::checkWindowPixels(xcb_window_t window) {
                           setup->image_byte_order == hostOrder;
   if (!wordsMatch) throw std::runtime_error("The light window's pixels are not 32-bit 0x00RRGGBB words.");
   depth_ = geometry->depth;
+  pixelWidth_ = geometry->width;
+  pixelHeight_ = geometry->height;
+  if (pixelWidth_ == 0 || pixelHeight_ == 0 || width_ <= 0 || height_ <= 0) {
+    throw std::runtime_error("The light window has no area.");
+  }
 }
 
 void X11LightSurface::showPicture(const RgbaPictureView& picture) {
   if (picture.width < 3 || picture.height < 3 || !waitUntilPicturesAreRead()) return;
-  const double texelWidth = static_cast<double>(width_) / (picture.width - 2);
-  const double texelHeight = static_cast<double>(height_) / (picture.height - 2);
-  const LightRect placement{-texelWidth, -texelHeight, width_ + 2.0 * texelWidth, height_ + 2.0 * texelHeight};
+  // In the window's pixels: the rim lies one texel beyond every edge.
+  const double texelWidth = static_cast<double>(pixelWidth_) / (picture.width - 2);
+  const double texelHeight = static_cast<double>(pixelHeight_) / (picture.height - 2);
+  const LightRect placement{-texelWidth, -texelHeight, pixelWidth_ + 2.0 * texelWidth,
+                            pixelHeight_ + 2.0 * texelHeight};
   upscaler_.stretch(picture, placement,
-                    Argb32ImageView{reinterpret_cast<std::uint32_t*>(segment_->writableBytes()), width_, height_,
-                                    static_cast<std::ptrdiff_t>(width_) * 4},
-                    PixelRegion{0, 0, width_, height_});
+                    Argb32ImageView{reinterpret_cast<std::uint32_t*>(segment_->writableBytes()), pixelWidth_,
+                                    pixelHeight_, static_cast<std::ptrdiff_t>(pixelWidth_) * 4},
+                    PixelRegion{0, 0, pixelWidth_, pixelHeight_});
   hasPicture_ = true;
   put();
 }
@@ -108,8 +113,8 @@ void X11LightSurface::redraw() {
 
 void X11LightSurface::put() {
   if (xcb_connection_has_error(connection_) != 0) return;
-  const auto width = static_cast<std::uint16_t>(width_);
-  const auto height = static_cast<std::uint16_t>(height_);
+  const auto width = static_cast<std::uint16_t>(pixelWidth_);
+  const auto height = static_cast<std::uint16_t>(pixelHeight_);
   // With send_event the server says when it has copied the picture.
   const xcb_void_cookie_t cookie =
       xcb_shm_put_image(connection_, window_, graphicsContext_, width, height, 0, 0, width, height, 0, 0, depth_,
@@ -121,14 +126,13 @@ void X11LightSurface::put() {
 }
 
 bool X11LightSurface::waitUntilPicturesAreRead() {
-  const std::uint8_t completion = xcb_get_extension_data(connection_, &xcb_shm_id)->first_event + XCB_SHM_COMPLETION;
   while (putPending_) {
     xcb_generic_event_t* event = xcb_wait_for_event(connection_);
     if (event == nullptr) return false;
     const std::uint8_t type = event->response_type & 0x7F;
     // An error for the put (the window gone) ends it as surely as its completion.
     const bool answersLastPut = static_cast<std::int32_t>(event->full_sequence - lastPutSequence_) >= 0;
-    if ((type == completion || type == 0) && answersLastPut) putPending_ = false;
+    if ((type == completionEvent_ || type == 0) && answersLastPut) putPending_ = false;
     std::free(event);
   }
   return xcb_connection_has_error(connection_) == 0;

@@ -25,9 +25,11 @@ class X11ShmSegment;
 // reach it directly. Main thread only.
 class X11LightSurface final : public LightPictureSurface {
  public:
-  // Draws on `window` (made elsewhere, `width` × `height` pixels) on the X
-  // server `displayName` (absent: $DISPLAY); the window shows opaque black
-  // until the first picture. Throws std::runtime_error with a one-line
+  // Draws on `window` (made elsewhere) on the X server `displayName`
+  // (absent: $DISPLAY); the window shows opaque black until the first
+  // picture. The light is laid out for `width` × `height` (the window's size
+  // in Qt's units) and stretched over all the window's pixels, however many
+  // Qt's scaling puts in a unit. Throws std::runtime_error with a one-line
   // reason when the server cannot be reached, lacks MIT-SHM, or the window's
   // pixels are not the 32-bit words 0x00RRGGBB this process writes.
   X11LightSurface(const std::optional<std::string>& displayName, xcb_window_t window, int width, int height);
@@ -59,7 +61,12 @@ class X11LightSurface final : public LightPictureSurface {
   xcb_window_t window_;
   int width_;
   int height_;
+  // The window's size in pixels, as the server has it.
+  int pixelWidth_ = 0;
+  int pixelHeight_ = 0;
   std::uint8_t depth_ = 0;
+  // The event type of the server's word that it has copied a picture.
+  std::uint8_t completionEvent_ = 0;
   std::uint32_t graphicsContext_ = 0;
   std::unique_ptr<X11ShmSegment> segment_;
   LightUpscaler upscaler_;

@@ -10,9 +10,9 @@ namespace tarvelo {
 X11LightWindow::X11LightWindow(const DisplayRect& frame, QScreen* screen,
                                const std::optional<std::string>& displayName) {
   prepareLightWindow(window_, frame, screen);
-  const QRect pixels = pixelRect(frame);
+  const QRect units = pixelRect(frame);
   surface_ = std::make_unique<X11LightSurface>(displayName, static_cast<xcb_window_t>(window_.winId()),
-                                               pixels.width(), pixels.height());
+                                               units.width(), units.height());
   view_ = std::make_unique<PictureLightView>(*surface_);
   window_.show();
 }
