@@ -240,6 +240,35 @@ TEST_F(SharedMemoryLightOnX11, EachFrameOfTheGlideIsOnePicture) {
   EXPECT_EQ(light.surface().putCount() - putsBefore, pictures);
 }
 
+// Where Qt puts two pixels in a unit, the light is laid out in units and
+// stretched over every pixel of the window.
+TEST_F(SharedMemoryLightOnX11, FillsEveryPixelOfAWindowQtScales) {
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  ASSERT_EQ(xcb_connection_has_error(connection), 0);
+  const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+  const xcb_window_t window = xcb_generate_id(connection);
+  const std::uint32_t overrideRedirect = 1;
+  xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root, 0, 1080, 1920, 1080, 0,
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_OVERRIDE_REDIRECT, &overrideRedirect);
+  xcb_map_window(connection, window);
+  std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+
+  {
+    X11LightSurface surface(std::nullopt, window, 960, 540);
+    PictureLightView view(surface);
+    view.updateColors(distinctColours(), 1.0, 30.0, 1.0);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view.isGliding(); }));
+    QTest::qWait(100);
+    const QImage shown = rig_.image(QRect(0, 1080, 1920, 1080));
+    ASSERT_EQ(shown.size(), QSize(1920, 1080));
+    // Each unit is the mean of its 2 × 2 pixels, which the light in units is held to.
+    const QImage inUnits = shown.scaled(960, 540, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    testing::expectMatchesExactLight(inUnits, view.model(), kExactTolerance);
+  }
+  xcb_destroy_window(connection, window);
+  xcb_disconnect(connection);
+}
+
 // On a server without MIT-SHM the surface cannot be made, and says why in
 // one line; the platform then has Qt Quick draw the light.
 TEST(X11LightSurfaceTest, OnAServerWithoutSharedMemorySaysSoInOneLine) {
