@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 
 #include "output/ambient_gradient_model.h"
 #include "output/light_color_transition.h"
@@ -46,6 +47,10 @@ class AmbientGradientView : public QQuickItem, public LightView {
   // there is something new to show. Requests that come too soon are drawn
   // late, never dropped; the first frame of new colours is never held back.
   void setMaximumFrameRate(std::int64_t framesPerSecond);
+
+  // See LightGlide::driveByHand.
+  void driveGlideByHand(LightGlide::TimeSource now) { glide_.driveByHand(std::move(now)); }
+  void drawDueGlideFrame() { glide_.drawDueFrame(); }
 
   // Reduced by default; full resolution is for reference renderings only.
   void setResolution(LightResolution resolution);

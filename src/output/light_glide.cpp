@@ -1,7 +1,6 @@
 #include "output/light_glide.h"
 
-#include <QSignalBlocker>
-
+#include <algorithm>
 #include <utility>
 
 namespace tarvelo {
@@ -11,68 +10,81 @@ namespace {
 constexpr std::chrono::nanoseconds kColorAnimation{
     static_cast<std::int64_t>(AmbientGradientModel::kColorAnimationSeconds * 1e9 + 0.5)};
 
+// Without a cap, a frame per refresh of a 60 Hz display: more would not be seen.
+constexpr std::chrono::nanoseconds kUncappedFrameInterval{std::chrono::seconds(1) / 60};
+
 }  // namespace
 
 LightGlide::LightGlide(LightColorTransition& transition, std::function<void()> drawFrame)
     : transition_(transition), drawFrame_(std::move(drawFrame)) {
-  // Colours glide at an even pace from the old to the new ones.
-  animation_.setEndValue(1.0);
-  animation_.setEasingCurve(QEasingCurve::Linear);
   setMaximumFrameRate(0);
-  QObject::connect(&animation_, &QVariantAnimation::valueChanged, &animation_,
-                   [this](const QVariant& progress) { showProgress(progress.toDouble()); });
-  deferredFrame_.setSingleShot(true);
-  deferredFrame_.setTimerType(Qt::PreciseTimer);
-  QObject::connect(&deferredFrame_, &QTimer::timeout, &deferredFrame_, [this] { requestFrame(); });
+  frameTimer_.setSingleShot(true);
+  frameTimer_.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&frameTimer_, &QTimer::timeout, &frameTimer_, [this] { drawDueFrame(); });
 }
 
 void LightGlide::setMaximumFrameRate(std::int64_t framesPerSecond) {
   glideFrames_ = glideFramesFor(framesPerSecond, kColorAnimation);
-  framePacer_ = ChangePacer(glideFrames_.frameInterval);
-  animation_.setStartValue(glideFrames_.firstProgress);
-  const auto remainder = std::chrono::ceil<std::chrono::milliseconds>(glideFrames_.remainder);
-  animation_.setDuration(static_cast<int>(remainder.count()));
+}
+
+void LightGlide::driveByHand(TimeSource now) {
+  timeSource_ = std::move(now);
+  frameTimer_.stop();
 }
 
 bool LightGlide::glideTo(const AmbientGradientModel& model) {
-  animation_.stop();
-  if (!transition_.retarget(model)) return false;
-  {
-    // Starting announces the first progress; it is drawn below, once.
-    const QSignalBlocker quiet(animation_);
-    animation_.start();
+  if (!transition_.retarget(model)) {
+    start_.reset();
+    frameTimer_.stop();
+    return false;
   }
-  transition_.setProgress(glideFrames_.firstProgress);
   // New colours are what the light is late with: their first frame is never
   // held back by the cap, only the glide's later frames are.
-  drawAt(ChangePacer::Clock::now());
+  const Clock::time_point startedAt = now();
+  start_ = startedAt;
+  drawAt(startedAt);
   return true;
 }
 
-void LightGlide::showProgress(double progress) {
+void LightGlide::drawDueFrame() {
+  if (!start_) return;
+  const Clock::time_point current = now();
+  if (current > lastFrame_ && current >= nextFrameAllowed()) {
+    drawAt(current);
+  } else if (!timeSource_) {
+    startFrameTimer(current);  // woke early
+  }
+}
+
+void LightGlide::drawAt(Clock::time_point now) {
+  lastFrame_ = now;
+  const std::chrono::nanoseconds run = now - *start_;
+  const double progress =
+      run >= glideFrames_.remainder
+          ? 1.0
+          : glideFrames_.firstProgress + (1.0 - glideFrames_.firstProgress) * static_cast<double>(run.count()) /
+                                             static_cast<double>(glideFrames_.remainder.count());
   transition_.setProgress(progress);
-  requestFrame();
-}
-
-void LightGlide::requestFrame() {
-  framePacer_.noteChange();
-  const ChangePacer::Clock::time_point now = ChangePacer::Clock::now();
-  if (framePacer_.isDue(now)) {
-    drawAt(now);
-    return;
+  if (progress >= 1.0) {
+    start_.reset();
+    frameTimer_.stop();
+  } else if (!timeSource_) {
+    startFrameTimer(now);
   }
-  if (deferredFrame_.isActive()) return;
-  if (const std::optional<ChangePacer::Clock::time_point> due = framePacer_.dueTime()) {
-    deferredFrame_.start(std::chrono::ceil<std::chrono::milliseconds>(*due - now));
-  }
-}
-
-void LightGlide::drawAt(ChangePacer::Clock::time_point now) {
-  framePacer_.noteChange();
-  deferredFrame_.stop();
-  framePacer_.started(now);
-  framePacer_.finished();  // the owner draws it; nothing to wait for
   drawFrame_();
+}
+
+void LightGlide::startFrameTimer(Clock::time_point now) {
+  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(nextWakeUp() - now);
+  frameTimer_.start(std::max(wait, std::chrono::milliseconds(0)));
+}
+
+LightGlide::Clock::time_point LightGlide::nextFrameAllowed() const { return lastFrame_ + glideFrames_.frameInterval; }
+
+LightGlide::Clock::time_point LightGlide::nextWakeUp() const {
+  if (glideFrames_.frameInterval > std::chrono::nanoseconds(0)) return nextFrameAllowed();
+  // Uncapped, the glide's last frame comes as it ends, not a refresh after.
+  return std::min(lastFrame_ + kUncappedFrameInterval, *start_ + glideFrames_.remainder);
 }
 
 }  // namespace tarvelo

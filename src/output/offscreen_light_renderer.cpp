@@ -1,7 +1,5 @@
 #include "output/offscreen_light_renderer.h"
 
-#include <QAnimationDriver>
-#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
@@ -21,35 +19,6 @@ namespace tarvelo {
 
 namespace {
 
-// An animation clock that moves only when told to, so that what a rendered
-// frame shows depends on the frames rendered, never on how fast they were.
-class SteppedAnimationDriver : public QAnimationDriver {
- public:
-  void step(qint64 milliseconds) {
-    elapsed_ += milliseconds;
-    advance();
-  }
-  qint64 elapsed() const override { return elapsed_; }
-
- protected:
-  void start() override {
-    elapsed_ = 0;  // the timer measures from the driver's start
-    QAnimationDriver::start();
-  }
-
- private:
-  qint64 elapsed_ = 0;
-};
-
-// Animations join the running set through queued calls; let them in before
-// the clock moves so a step is never lost.
-void deliverQueuedAnimationStarts() {
-  for (int i = 0; i < 3; ++i) QCoreApplication::processEvents();
-}
-
-// The renderer that owns the thread's animation clock, if any.
-bool rendererExists = false;
-
 // Qt takes the choice once per process and warns if asked again.
 void chooseSoftwareSceneGraph() {
   static bool chosen = false;
@@ -62,9 +31,9 @@ void chooseSoftwareSceneGraph() {
 
 struct OffscreenLightRenderer::State {
   QSize size;
-  bool isTheRenderer = false;
-  SteppedAnimationDriver animationDriver;
-  bool animationDriverInstalled = false;
+  // The glide's clock moves only when told to, so that what a rendered frame
+  // shows depends on the frames rendered, never on how fast they were.
+  LightGlide::Clock::time_point glideClock;
   std::unique_ptr<QOpenGLContext> context;
   std::unique_ptr<QOffscreenSurface> surface;
   std::unique_ptr<QQuickRenderControl> renderControl;
@@ -124,6 +93,7 @@ struct OffscreenLightRenderer::State {
     view = new AmbientGradientView(window->contentItem());
     view->setResolution(resolution);
     view->setSize(size);
+    view->driveGlideByHand([this] { return glideClock; });
   }
 
   QImage render() {
@@ -140,7 +110,6 @@ struct OffscreenLightRenderer::State {
   }
 
   ~State() {
-    if (isTheRenderer) rendererExists = false;
     if (context != nullptr) context->makeCurrent(surface.get());
     // The render control frees the scene graph, which the window still refers to.
     renderControl.reset();
@@ -151,7 +120,6 @@ struct OffscreenLightRenderer::State {
       gl->glDeleteTextures(1, &texture);
       context->doneCurrent();
     }
-    if (animationDriverInstalled) animationDriver.uninstall();
   }
 };
 
@@ -161,9 +129,6 @@ OffscreenLightRenderer::OffscreenLightRenderer(QSize size, LightResolution resol
     throw std::runtime_error("light image size must be positive, got " + std::to_string(size.width()) + "x" +
                              std::to_string(size.height()));
   }
-  if (rendererExists) throw std::runtime_error("only one offscreen light renderer may exist at a time");
-  rendererExists = true;
-  state_->isTheRenderer = true;
   state_->size = size;
   // Without OpenGL (no display), Qt Quick's software renderer draws the same
   // scene; it must be chosen before the first window exists. The offscreen
@@ -188,8 +153,6 @@ OffscreenLightRenderer::OffscreenLightRenderer(QSize size, LightResolution resol
       throw std::runtime_error("cannot initialise Qt Quick over OpenGL");
     }
   }
-  state_->animationDriver.install();
-  state_->animationDriverInstalled = true;
 }
 
 OffscreenLightRenderer::~OffscreenLightRenderer() = default;
@@ -199,17 +162,15 @@ AmbientGradientView& OffscreenLightRenderer::view() { return *state_->view; }
 bool OffscreenLightRenderer::usesOpenGL() const { return state_->context != nullptr; }
 
 QImage OffscreenLightRenderer::renderFrame(std::chrono::milliseconds step) {
-  deliverQueuedAnimationStarts();
-  if (step.count() > 0) state_->animationDriver.step(step.count());
+  state_->glideClock += step;
+  state_->view->drawDueGlideFrame();
   return state_->render();
 }
 
 QImage OffscreenLightRenderer::renderSettled() {
   const auto animation = std::chrono::milliseconds(
       static_cast<long long>(std::ceil(AmbientGradientModel::kColorAnimationSeconds * 1000.0)));
-  deliverQueuedAnimationStarts();
-  if (state_->view->isAnimatingColors()) state_->animationDriver.step(animation.count());
-  return renderFrame();
+  return renderFrame(state_->view->isAnimatingColors() ? animation : std::chrono::milliseconds(0));
 }
 
 QImage OffscreenLightRenderer::render(QSize size, const ZoneColorList& colors, double brightness, double spread,

@@ -18,14 +18,13 @@ class AmbientGradientView;
 // offers it (a display is present) and through Qt Quick's software renderer
 // otherwise (QT_QPA_PLATFORM=offscreen), so it works without a display.
 //
-// Time is driven by rendering, not by the clock: while a renderer exists it
-// owns the thread's animation clock, and each renderFrame() moves that clock
-// by the step it is given. So only one renderer may exist at a time (making
-// a second throws), and a QGuiApplication must exist for its whole life.
+// Time is driven by rendering, not by the clock: the light's glide runs on a
+// clock of the renderer's own, which each renderFrame() moves by the step it
+// is given. A QGuiApplication must exist for the renderer's whole life.
 class OffscreenLightRenderer {
  public:
-  // Throws std::runtime_error for an empty size, while another renderer
-  // exists, or when the platform cannot render at all.
+  // Throws std::runtime_error for an empty size or when the platform cannot
+  // render at all.
   explicit OffscreenLightRenderer(QSize size, LightResolution resolution = LightResolution::reduced);
   ~OffscreenLightRenderer();
 
@@ -35,7 +34,7 @@ class OffscreenLightRenderer {
   AmbientGradientView& view();
   bool usesOpenGL() const;
 
-  // Moves the animation clock on by `step`, then renders one frame: an
+  // Moves the glide's clock on by `step`, then renders one frame: an
   // opaque image of the given size, top row first.
   QImage renderFrame(std::chrono::milliseconds step = std::chrono::milliseconds(0));
   // Renders once any colour change in flight has finished.
