@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -30,6 +31,7 @@
 #include "capture/screen_capture_service.h"
 #include "capture/still_picture.h"
 #include "capture/x11/x11_capture_backend.h"
+#include "capture/x11/x11_capture_stream.h"
 
 namespace tarvelo {
 namespace {
@@ -342,6 +344,49 @@ TEST_F(X11CaptureTest, AStillScreenGivesOneFrameAndOnlyAChangeOnTheOutputGivesAn
   scene.fill(PixelRect{100, 100, 50, 50}, 0x00FF00);
   EXPECT_TRUE(recorder.waitFor(2)) << "drawing on the captured output gave no frame";
   service.stop();
+}
+
+// How often a thread of this process named `name` has gone to sleep and been
+// woken since it started; none when there is no such thread.
+std::optional<long> voluntarySwitchesOf(const std::string& name) {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream comm(task.path() / "comm");
+    std::string taskName;
+    if (!std::getline(comm, taskName) || taskName != name) continue;
+    std::ifstream status(task.path() / "status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.rfind("voluntary_ctxt_switches:", 0) == 0) return std::stol(line.substr(line.find(':') + 1));
+    }
+  }
+  return std::nullopt;
+}
+
+// A film changes the screen all the time; once a change owes a capture, more
+// drawing before it must not wake the watcher each time.
+TEST_F(X11CaptureTest, DrawingWhileACaptureIsOwedDoesNotWakeTheWatcherEachTime) {
+  const RigOutput top = client.requireOutput("DUMMY0");
+  PictureWindow scene(client.get(), client.screen(), top.rect, solid(top.rect, 200, 200, 200));
+  ScreenCaptureService service(backend);
+  FrameRecorder recorder;
+  recorder.install(service);
+  ASSERT_EQ(startAndWait(service, top.id, 10), nullptr);
+  ASSERT_TRUE(recorder.waitFor(1));
+  const std::optional<long> before = voluntarySwitchesOf(X11CaptureStream::kWatcherThreadName);
+  ASSERT_TRUE(before.has_value()) << "no thread named " << X11CaptureStream::kWatcherThreadName;
+
+  constexpr int kDrawings = 200;
+  for (int drawing = 0; drawing < kDrawings; ++drawing) {
+    scene.fill(PixelRect{100 + drawing % 50, 100, 40, 40}, drawing % 2 == 0 ? 0x00FF00 : 0x0000FF);
+    std::this_thread::sleep_for(5ms);
+  }
+  const std::optional<long> after = voluntarySwitchesOf(X11CaptureStream::kWatcherThreadName);
+  const std::size_t frames = recorder.count();
+  service.stop();
+  ASSERT_TRUE(after.has_value());
+  EXPECT_GE(frames, 3u) << "the drawing gave too few frames to judge";
+  // About three wake-ups a frame (the first drawing after a capture began,
+  // the capture's end, the frame interval's end); one per drawing without care.
+  EXPECT_LT(*after - *before, kDrawings / 2) << frames << " frames";
 }
 
 TEST_F(X11CaptureTest, NoFrameArrivesAfterStopReturns) {

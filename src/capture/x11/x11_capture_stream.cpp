@@ -1,5 +1,7 @@
 #include "capture/x11/x11_capture_stream.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <stdexcept>
 #include <utility>
@@ -132,6 +134,7 @@ void X11CaptureStream::stopCapture() {
 // The watcher thread: turns change reports into capture jobs, paced by the
 // minimum frame interval, until the stream stops or its output goes away.
 void X11CaptureStream::watch(PixelRect source) {
+  pthread_setname_np(pthread_self(), kWatcherThreadName);
   ChangePacer pacer(minimumIntervalOf(configuration_.minimumFrameInterval));
   X11ScreenWatcher& watcher = *shared_->watcher;
   while (!shared_->isStopped) {
@@ -147,7 +150,10 @@ void X11CaptureStream::watch(PixelRect source) {
       pacer.started(now);
       postCapture(source);
     }
-    const ScreenChanges changes = watcher.wait(source, pacer.dueTime());
+    // A change already noted owes a capture; more drawing before it adds nothing.
+    const ScreenChanges changes = watcher.wait(
+        source, pacer.dueTime(),
+        pacer.hasPendingChange() ? X11ScreenWatcher::ScreenNews::later : X11ScreenWatcher::ScreenNews::now);
     if (changes.connectionLost) {
       end("the connection to the X server was lost");
       return;

@@ -54,6 +54,9 @@ struct X11CaptureTuning {
 // streamDidStopWithError with the reason.
 class X11CaptureStream final : public CaptureStream {
  public:
+  // The watcher thread's name, as tools like top and perf show it.
+  static constexpr const char* kWatcherThreadName = "tarvelo-watcher";
+
   X11CaptureStream(std::optional<std::string> displayName, DisplayId display, const StreamConfiguration& configuration,
                    CaptureStreamDelegate& delegate, X11CaptureTuning tuning,
                    std::shared_ptr<X11StreamSlots> slots);

@@ -81,10 +81,11 @@ void X11ScreenWatcher::collectEvents(const PixelRect& watched, ScreenChanges& ch
   if (connection_.hasFailed()) changes.connectionLost = true;
 }
 
-ScreenChanges X11ScreenWatcher::wait(const PixelRect& watched, std::optional<Clock::time_point> deadline) {
+ScreenChanges X11ScreenWatcher::wait(const PixelRect& watched, std::optional<Clock::time_point> deadline,
+                                     ScreenNews news) {
   ScreenChanges changes;
   for (;;) {
-    collectEvents(watched, changes);
+    if (news == ScreenNews::now) collectEvents(watched, changes);
     if (changes.any()) return changes;
 
     timespec timeout{};
@@ -97,19 +98,19 @@ ScreenChanges X11ScreenWatcher::wait(const PixelRect& watched, std::optional<Clo
       timeout.tv_nsec = static_cast<long>(remaining % 1'000'000'000);
       timeoutPointer = &timeout;
     }
-    pollfd descriptors[2] = {{xcb_get_file_descriptor(connection_.get()), POLLIN, 0},
-                             {wakeDescriptor_, POLLIN, 0}};
-    const int ready = ppoll(descriptors, 2, timeoutPointer, nullptr);
+    pollfd descriptors[2] = {{wakeDescriptor_, POLLIN, 0}, {xcb_get_file_descriptor(connection_.get()), POLLIN, 0}};
+    const nfds_t descriptorCount = news == ScreenNews::now ? 2 : 1;
+    const int ready = ppoll(descriptors, descriptorCount, timeoutPointer, nullptr);
     if (ready < 0 && errno != EINTR) {
       changes.connectionLost = true;
       return changes;
     }
-    if ((descriptors[1].revents & POLLIN) != 0) {
+    if ((descriptors[0].revents & POLLIN) != 0) {
       std::uint64_t count = 0;
       [[maybe_unused]] const ssize_t read_ = read(wakeDescriptor_, &count, sizeof count);
       changes.woken = true;
     }
-    if ((descriptors[0].revents & (POLLERR | POLLHUP)) != 0) changes.connectionLost = true;
+    if ((descriptors[1].revents & (POLLERR | POLLHUP)) != 0) changes.connectionLost = true;
   }
 }
 

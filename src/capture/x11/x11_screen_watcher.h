@@ -38,9 +38,16 @@ class X11ScreenWatcher {
   X11ScreenWatcher(const X11ScreenWatcher&) = delete;
   X11ScreenWatcher& operator=(const X11ScreenWatcher&) = delete;
 
+  enum class ScreenNews { now, later };
+
   // Blocks until something happens or `deadline` passes (no deadline: until
   // something happens). Drawing outside `watched` does not end the wait.
-  ScreenChanges wait(const PixelRect& watched, std::optional<Clock::time_point> deadline);
+  // With news of the screen `later`, only wake() or the deadline ends it: a
+  // caller that owes a capture already needs no news of more drawing before
+  // then, and each would wake it (the film draws at its own rate, the light
+  // below at the capture's). What the server reports meanwhile waits in the
+  // queue for the next wait that takes news now.
+  ScreenChanges wait(const PixelRect& watched, std::optional<Clock::time_point> deadline, ScreenNews news);
   void wake();
 
   // The output's rectangle now, or none when it shows nothing. Throws
