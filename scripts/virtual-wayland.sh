@@ -22,11 +22,10 @@
 #          stacked     1920x1080 over 1920x1080
 #          side-by-side 1920x1080 left of 1920x1080
 #          reversed    HEADLESS-2 over HEADLESS-1, both 1920x1080
-#          top-off     HEADLESS-1 switched off (an unplug)
-#          bottom-off  HEADLESS-2 switched off
-#          (sway 1.7's headless backend keeps its outputs on whatever it answers;
-#          the off layouts then warn, and tests that need an unplug skip)
-#          Each layout but the off ones sets both outputs' scale back to 1.
+#          Each layout sets both outputs' scale back to 1.
+#          The headless outputs cannot be switched off or unplugged (sway 1.7 on
+#          wlroots 0.15 refuses); tests of an unplug nest a compositor of their
+#          own in the rig, whose outputs are windows here (tests/rig/nested_compositor.h).
 #
 # sway refuses to run as root, so the rig runs as an unprivileged system user of
 # its own, made here when missing, with a private runtime directory (0700) and
@@ -110,19 +109,8 @@ apply_layout() {  # dir layout
       swaymsg_rig "$dir" "output $top enable mode 1920x1080 position 0 0 scale 1; output $bottom enable mode 1920x1080 position 1920 0 scale 1" ;;
     reversed)
       swaymsg_rig "$dir" "output $bottom enable mode 1920x1080 position 0 0 scale 1; output $top enable mode 1920x1080 position 0 1080 scale 1" ;;
-    top-off)
-      swaymsg_rig "$dir" "output $top disable" ;;
-    bottom-off)
-      swaymsg_rig "$dir" "output $bottom disable" ;;
-    *) die "unknown layout '$2' (4k-over-hd, stacked, side-by-side, reversed, top-off, bottom-off)" ;;
+    *) die "unknown layout '$2' (4k-over-hd, stacked, side-by-side, reversed)" ;;
   esac > /dev/null
-  # sway 1.7 answers "success" to a disable that its headless backend (wlroots
-  # 0.15) refuses; say so rather than leave a caller believing in an unplug.
-  local off
-  case "$2" in top-off) off=$top ;; bottom-off) off=$bottom ;; *) return 0 ;; esac
-  if ! swaymsg_rig "$dir" -p -t get_outputs | grep "^Output $off " | grep -q "disabled"; then
-    echo "virtual-wayland: $off stays on: this compositor's headless outputs cannot be switched off" >&2
-  fi
 }
 
 start() {  # name [layout]
@@ -146,10 +134,13 @@ start() {  # name [layout]
   cc -O2 -shared -fPIC -o "$dir/screencopy_shm_shim.so" "$source_dir/tests/rig/screencopy_shm_shim.c" -ldl \
     || die "cannot build the screencopy shim"
 
+  # A compositor nested in this one shows each of its outputs as a window
+  # here; floating, each keeps the size its output's mode asks for.
   cat > "$dir/sway.conf" <<CONF
 xwayland disable
 output $top mode 3840x2160 position 0 0 bg #000000 solid_color
 output $bottom mode 1920x1080 position 960 2160 bg #000000 solid_color
+for_window [app_id="wlroots"] floating enable
 CONF
   # The share dialog, as the portal backend runs it: it names the output to
   # share, or fails, which the portal reports as the user's refusal.

@@ -21,7 +21,7 @@ bool joinWaylandRig(int argc, char** argv);
 std::string runInRig(const std::string& command);
 
 // Arranges the rig's outputs as `virtual-wayland.sh layout` names them
-// (4k-over-hd, stacked, side-by-side, reversed, top-off, bottom-off).
+// (4k-over-hd, stacked, side-by-side, reversed).
 void useRigLayout(const std::string& layout);
 
 // While one lives, the rig's share dialog gives `answer`: "refuse", as a user
