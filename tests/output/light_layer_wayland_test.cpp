@@ -105,21 +105,45 @@ class LayerLightOnWayland : public ::testing::Test {
     return shot;
   }
 
+  // A screenshot of HEADLESS-2 in the light's units, where the model is laid
+  // out: its pixels, unless the output is scaled.
+  QImage inLightUnits(const QImage& shot) const {
+    const QSize units(light_->width(), light_->height());
+    return shot.size() == units ? shot : shot.scaled(units, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+  }
+
   // Waits until every probe agrees with the model, and returns the screenshot
   // (the ranges it was held to are in ranges_).
   QImage waitForModelsLight() {
-    const double texel = std::max(1920.0 / (view_->pictureWidth() - 2), 1080.0 / (view_->pictureHeight() - 2));
-    ranges_ = testing::exactRangesNear(view_->model(), 1920, 1080, texel);
+    const int width = light_->width();
+    const int height = light_->height();
+    const double texel = std::max(static_cast<double>(width) / (view_->pictureWidth() - 2),
+                                  static_cast<double>(height) / (view_->pictureHeight() - 2));
+    ranges_ = testing::exactRangesNear(view_->model(), width, height, texel);
     return waitForLight([&](const QImage& shot) {
       if (shot.size() != QSize(1920, 1080)) return false;
+      const QImage units = inLightUnits(shot);
       return std::all_of(ranges_.begin(), ranges_.end(),
-                         [&](const ProbeRange& range) { return testing::isWithin(shot, range, kTolerance); });
+                         [&](const ProbeRange& range) { return testing::isWithin(units, range, kTolerance); });
     });
   }
 
   void expectModelsLight(const QImage& shot) {
     ASSERT_EQ(shot.size(), QSize(1920, 1080));
-    testing::expectWithinRanges(shot, ranges_, kTolerance);
+    testing::expectWithinRanges(inLightUnits(shot), ranges_, kTolerance);
+  }
+
+  // Bright all along the top edge (the strips are opaque there under white
+  // zones), lit in every corner and down both sides: no pixel of the output
+  // is left uncovered.
+  static void expectEveryEdgeLit(const QImage& shot) {
+    ASSERT_EQ(shot.size(), QSize(1920, 1080));
+    for (int x = 0; x < 1920; ++x) ASSERT_GT(qGray(shot.pixel(x, 0)), 200) << x;
+    for (int y = 0; y < 1080; ++y) {
+      ASSERT_GT(qGray(shot.pixel(0, y)), 40) << y;
+      ASSERT_GT(qGray(shot.pixel(1919, y)), 40) << y;
+    }
+    for (int x = 0; x < 1920; ++x) ASSERT_GT(qGray(shot.pixel(x, 1079)), 40) << x;
   }
 
   std::string shots_;
@@ -138,15 +162,23 @@ TEST_F(LayerLightOnWayland, CoversTheLightScreenExactly) {
   view_->updateColors(ZoneColorList(kZoneCount, ZoneColor{1.0F, 1.0F, 1.0F, 1.0F}), 1.0, 60.0, 1.0);
   const QImage shot = waitForModelsLight();
   expectModelsLight(shot);
-  // Bright all along the top edge (the strips are opaque there), lit in
-  // every corner and down both sides: nothing of the output is left uncovered.
-  ASSERT_EQ(shot.size(), QSize(1920, 1080));
-  for (int x = 0; x < 1920; ++x) ASSERT_GT(qGray(shot.pixel(x, 0)), 200) << x;
-  for (int y = 0; y < 1080; ++y) {
-    ASSERT_GT(qGray(shot.pixel(0, y)), 40) << y;
-    ASSERT_GT(qGray(shot.pixel(1919, y)), 40) << y;
-  }
-  for (int x = 0; x < 1920; ++x) ASSERT_GT(qGray(shot.pixel(x, 1079)), 40) << x;
+  expectEveryEdgeLit(shot);
+}
+
+// At a fractional scale the light is laid out in the output's units (1280 x
+// 720 at 1.5) and the compositor stretches it over every one of its pixels.
+TEST_F(LayerLightOnWayland, CoversAFractionallyScaledOutputExactly) {
+  ASSERT_TRUE(run("swaymsg output HEADLESS-2 scale 1.5"));
+  WaylandLayerLight& light = open();
+  EXPECT_EQ(light.width(), 1280);
+  EXPECT_EQ(light.height(), 720);
+
+  view_->updateColors(ZoneColorList(kZoneCount, ZoneColor{1.0F, 1.0F, 1.0F, 1.0F}), 1.0, 60.0, 1.0);
+  const QImage white = waitForModelsLight();
+  expectModelsLight(white);
+  expectEveryEdgeLit(white);
+  view_->updateColors(distinctZones(0.0F), 1.4, 60.0, 0.85);
+  expectModelsLight(waitForModelsLight());
 }
 
 TEST_F(LayerLightOnWayland, ShowsTheModelsLightAtEveryProbeAndLeavesTheMovieScreenAlone) {
