@@ -26,9 +26,10 @@ packages=(
   # Wayland: the screen-cast portal capture (PipeWire client library), and the headless
   # two-output Wayland rig its tests run on (scripts/virtual-wayland.sh): sway on the headless
   # backend, a private session bus, PipeWire with its session manager, the portal and its
-  # wlroots backend, grim for screenshots, swaybg to paint known colours, waybar as tray host
+  # wlroots backend, grim for screenshots, swaybg to paint known colours, waybar as tray host,
+  # and weston nested in the rig as a compositor without layer shell (as GNOME's)
   libpipewire-0.3-dev
-  sway swaybg grim waybar qt6-wayland dbus
+  sway swaybg grim waybar weston qt6-wayland dbus
   pipewire pipewire-bin wireplumber xdg-desktop-portal xdg-desktop-portal-wlr
   # Wayland: the light as a layer surface of our own (libwayland-client, wayland-scanner
   # for the protocols' glue, and xdg-shell, viewporter and xdg-output from wayland-protocols)

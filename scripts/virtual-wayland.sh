@@ -25,7 +25,7 @@
 #          Each layout sets both outputs' scale back to 1.
 #          The headless outputs cannot be switched off or unplugged (sway 1.7 on
 #          wlroots 0.15 refuses); tests of an unplug nest a compositor of their
-#          own in the rig, whose outputs are windows here (tests/rig/nested_compositor.h).
+#          own in the rig, whose outputs are windows here (tests/rig/nested_sway.h).
 #
 # sway refuses to run as root, so the rig runs as an unprivileged system user of
 # its own, made here when missing, with a private runtime directory (0700) and

@@ -1,5 +1,5 @@
 // Displays coming and going on Wayland, seen through Qt's wayland platform
-// on a compositor nested in the headless rig (see NestedCompositor): WL-1
+// on a compositor nested in the headless rig (see NestedSway): WL-1
 // (1280 x 720 at 0,0) over WL-2 (640 x 360 at 320,720), whose windows on the
 // rig's compositor are closed to unplug them.
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@
 #include "displays/display_manager.h"
 #include "displays/wayland/wayland_display_source.h"
 #include "fakes/fake_main_queue.h"
-#include "rig/nested_compositor.h"
+#include "rig/nested_sway.h"
 #include "rig/wayland_rig_session.h"
 
 namespace tarvelo {
@@ -30,7 +30,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::FakeMainQueue;
-using testing::NestedCompositor;
+using testing::NestedSway;
 
 // Long enough for a loaded machine; the compositor normally answers at once.
 constexpr auto kChangeTimeout = 30s;
@@ -39,7 +39,7 @@ const DisplayRect kTop{0, 0, 1280, 720};
 const DisplayRect kBottom{320, 720, 640, 360};
 
 // The compositor this process's Qt application is connected to.
-NestedCompositor* nested = nullptr;
+NestedSway* nested = nullptr;
 
 DisplayId connectorId(const std::string& name) { return *stableDisplayId(DisplayIdentity{name, "", "", ""}); }
 
@@ -143,9 +143,9 @@ int main(int argc, char** argv) {
     return RUN_ALL_TESTS();
   }
   if (!tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
-  std::unique_ptr<tarvelo::testing::NestedCompositor> compositor;
+  std::unique_ptr<tarvelo::testing::NestedSway> compositor;
   try {
-    compositor = std::make_unique<tarvelo::testing::NestedCompositor>();
+    compositor = std::make_unique<tarvelo::testing::NestedSway>();
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

@@ -25,7 +25,7 @@
 #include "output/wayland/wayland_layer_light.h"
 #include "output/picture_light_view.h"
 #include "pipeline/zone_color.h"
-#include "rig/nested_compositor.h"
+#include "rig/nested_sway.h"
 #include "rig/wayland_rig_session.h"
 
 namespace tarvelo {
@@ -247,7 +247,7 @@ TEST_F(LayerLightOnWayland, NewColoursGlideInFromAPictureAlreadyOnItsWay) {
 // The rig's outputs cannot be unplugged: this one is on a compositor nested
 // in the rig, WL-1 (1280 x 720) over WL-2 (640 x 360).
 TEST_F(LayerLightOnWayland, ReportsTheLossOfItsOutputAndOutlivesIt) {
-  testing::NestedCompositor nested;
+  testing::NestedSway nested;
   WaylandLayerLight& light = open("WL-2", nested.waylandDisplay());
   EXPECT_EQ(light.width(), 640);
   std::vector<std::string> reasons;

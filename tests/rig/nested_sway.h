@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
+
+#include "rig/rig_child.h"
 
 namespace tarvelo::testing {
 
@@ -14,13 +17,13 @@ namespace tarvelo::testing {
 // WL-2 (640 x 360 at 320,720). An output plugged in later is WL-3, placed
 // where WL-2 was. Made inside the rig (see joinWaylandRig); stopped when
 // destroyed.
-class NestedCompositor {
+class NestedSway {
  public:
   // Throws std::runtime_error when it does not come up with both outputs.
-  NestedCompositor();
-  ~NestedCompositor();
-  NestedCompositor(const NestedCompositor&) = delete;
-  NestedCompositor& operator=(const NestedCompositor&) = delete;
+  NestedSway();
+  ~NestedSway();
+  NestedSway(const NestedSway&) = delete;
+  NestedSway& operator=(const NestedSway&) = delete;
 
   // Its Wayland socket, as a client's WAYLAND_DISPLAY names it.
   const std::string& waylandDisplay() const { return waylandDisplay_; }
@@ -36,9 +39,9 @@ class NestedCompositor {
   void stop();
 
   std::string directory_;
+  std::unique_ptr<RigChild> sway_;
   std::string ipcSocket_;
   std::string waylandDisplay_;
-  int pid_ = 0;
 };
 
 }  // namespace tarvelo::testing
