@@ -42,10 +42,7 @@ class AmbientGradientView : public QQuickItem, public LightView {
   // Recolours the light from one frame's zone colours (see AmbientGradientModel).
   void updateColors(const ZoneColorList& colors, double brightness, double blurRadius, double spread) override;
 
-  // At most `framesPerSecond` frames a second while a glide moves on (and two
-  // frames per glide at least); zero or less (the default) draws as often as
-  // there is something new to show. Requests that come too soon are drawn
-  // late, never dropped; the first frame of new colours is never held back.
+  // See LightGlide::setMaximumFrameRate; uncapped by default.
   void setMaximumFrameRate(std::int64_t framesPerSecond);
 
   // See LightGlide::driveByHand.

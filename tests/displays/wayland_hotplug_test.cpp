@@ -6,13 +6,10 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <QGuiApplication>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,7 +20,7 @@
 #include "displays/wayland/wayland_display_source.h"
 #include "fakes/fake_main_queue.h"
 #include "rig/nested_sway.h"
-#include "rig/wayland_rig_session.h"
+#include "rig/nested_test_main.h"
 
 namespace tarvelo {
 namespace {
@@ -134,30 +131,6 @@ TEST_F(WaylandHotplugTest, TheManagersOwnerHearsOfAnUnplugOnTheMainQueue) {
 }  // namespace
 }  // namespace tarvelo
 
-// Inside the rig, a nested compositor of this process's own (each test runs
-// in a process of its own, so each unplugs from a desk of two), then a
-// QGuiApplication on the wayland platform connected to it, then the tests.
 int main(int argc, char** argv) {
-  if (tarvelo::testing::isListingTests(argc, argv)) {
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-  }
-  if (!tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
-  std::unique_ptr<tarvelo::testing::NestedSway> compositor;
-  try {
-    compositor = std::make_unique<tarvelo::testing::NestedSway>();
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
-    return 1;
-  }
-  tarvelo::nested = compositor.get();
-  setenv("WAYLAND_DISPLAY", compositor->waylandDisplay().c_str(), 1);
-  setenv("QT_QPA_PLATFORM", "wayland", 1);
-  int status = 0;
-  {
-    QGuiApplication application(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    status = RUN_ALL_TESTS();
-  }
-  return status;
+  return tarvelo::testing::runTestsOnNestedCompositor(argc, argv, tarvelo::nested);
 }

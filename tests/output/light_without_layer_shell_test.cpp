@@ -12,7 +12,6 @@
 #include <QScreen>
 #include <QTest>
 
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -20,9 +19,9 @@
 #include "output/light_view.h"
 #include "output/wayland/wayland_output_platform.h"
 #include "pipeline/zone_color.h"
+#include "rig/nested_test_main.h"
 #include "rig/nested_weston.h"
 #include "rig_screenshots.h"
-#include "rig/wayland_rig_session.h"
 #include "ui/view_engine.h"
 
 namespace tarvelo {
@@ -111,31 +110,8 @@ TEST_F(LightWithoutLayerShell, DrawsTheHudInsideItselfAtItsFrame) {
 }  // namespace
 }  // namespace tarvelo
 
-// Inside the rig, a nested weston of this process's own, then a
-// QGuiApplication on the wayland platform connected to it, drawing in
-// software as the program does without a GPU, then the tests.
 int main(int argc, char** argv) {
-  if (tarvelo::testing::isListingTests(argc, argv)) {
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-  }
-  if (!tarvelo::testing::joinWaylandRig(argc, argv)) return 1;
-  std::unique_ptr<tarvelo::testing::NestedWeston> compositor;
-  try {
-    compositor = std::make_unique<tarvelo::testing::NestedWeston>();
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
-    return 1;
-  }
-  tarvelo::weston = compositor.get();
-  setenv("WAYLAND_DISPLAY", compositor->waylandDisplay().c_str(), 1);
-  setenv("QT_QPA_PLATFORM", "wayland", 1);
+  // Drawn in software, as the program does without a GPU, as the rig is.
   QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-  int status = 0;
-  {
-    QGuiApplication application(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    status = RUN_ALL_TESTS();
-  }
-  return status;
+  return tarvelo::testing::runTestsOnNestedCompositor(argc, argv, tarvelo::weston);
 }
