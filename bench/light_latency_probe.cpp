@@ -11,6 +11,9 @@
 // capture then runs at its full rate, and a flip waits for its next slot, as
 // a change in a playing film does.
 //
+// Flips come --interval-ms apart plus up to one 15 fps frame, so that they
+// meet the capture at every phase of its slots.
+//
 // Tarvelo must be running with the lights on. Prints one latency per flip in
 // milliseconds, then one summary line: the median, the 95th percentile and
 // the largest latency, the median number of steps the light took from the
@@ -18,6 +21,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <cmath>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -172,6 +176,9 @@ int main(int argc, char** argv) {
     std::vector<double> latencies;
     std::vector<int> glideSteps;
     int misses = 0;
+    // One frame at 15 fps, the slowest capture rate.
+    constexpr std::chrono::microseconds kPhaseSpan{66'667};
+    const Clock::time_point phaseOrigin = Clock::now();
     for (int flip = 1; flip <= options.flips; ++flip) {
       const std::vector<std::uint8_t> before = grab(connection, root, patchX, patchY, 16, 4);
       const std::uint32_t colour = colours[flip % 2];
@@ -210,7 +217,18 @@ int main(int argc, char** argv) {
       } else {
         ++misses;
       }
-      waitUntil(flipped + std::chrono::milliseconds(options.intervalMs));
+      // The next flip comes at another phase of the capture's slots: with a
+      // fixed interval that is a whole number of capture intervals (300 ms is
+      // 9 at 30 fps) every flip of a run would wait the same time for its
+      // slot, and the run's figures would depend on where the first one fell.
+      // Flip k lands at the fraction k × golden ratio (mod 1) of a 15 fps
+      // frame, counted from the run's start: spread evenly over the slots of
+      // 15 fps and so over those of every rate that divides it.
+      const Clock::time_point earliest = flipped + std::chrono::milliseconds(options.intervalMs);
+      const auto wanted = std::chrono::microseconds(
+          static_cast<std::int64_t>(std::fmod((flip + 1) * 0.6180339887, 1.0) * kPhaseSpan.count()));
+      const auto reached = std::chrono::duration_cast<std::chrono::microseconds>(earliest - phaseOrigin) % kPhaseSpan;
+      waitUntil(earliest + (wanted - reached + kPhaseSpan) % kPhaseSpan);
     }
     xcb_destroy_window(connection, film);
     xcb_flush(connection);
