@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QEventLoop>
 #include <QGuiApplication>
 #include <QScreen>
 
@@ -15,10 +13,8 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -28,42 +24,23 @@
 #include "displays/display_arrangement.h"
 #include "displays/display_identity.h"
 #include "displays/display_manager.h"
+#include "displays/wayland_display_waits.h"
 #include "fakes/fake_main_queue.h"
 #include "rig/wayland_rig_session.h"
 
 namespace tarvelo {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::FakeMainQueue;
-
-// Long enough for a loaded machine; the compositor normally answers at once.
-constexpr auto kChangeTimeout = 30s;
 
 const DisplayRect kTop4k{0, 0, 3840, 2160};
 const DisplayRect kBottomHd{960, 2160, 1920, 1080};
 
-DisplayId connectorId(const std::string& name) { return *stableDisplayId(DisplayIdentity{name, "", "", ""}); }
-
 using testing::runInRig;
 using testing::useRigLayout;
-
-// Lets Qt read the compositor's events until `done` holds; false on timeout.
-bool processEventsUntil(const std::function<bool()>& done) {
-  const auto deadline = std::chrono::steady_clock::now() + kChangeTimeout;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-  }
-  return true;
-}
-
-const OnlineDisplay* find(const std::vector<OnlineDisplay>& displays, DisplayId id) {
-  for (const OnlineDisplay& display : displays) {
-    if (display.id == id) return &display;
-  }
-  return nullptr;
-}
+using testing::connectorId;
+using testing::find;
+using testing::processEventsUntil;
 
 // Each test leaves the rig as it found it, the default layout, even when it fails.
 class WaylandDisplaySourceTest : public ::testing::Test {

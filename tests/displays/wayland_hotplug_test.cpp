@@ -4,12 +4,7 @@
 // rig's compositor are closed to unplug them.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QEventLoop>
-
 #include <algorithm>
-#include <chrono>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +13,7 @@
 #include "displays/display_identity.h"
 #include "displays/display_manager.h"
 #include "displays/wayland/wayland_display_source.h"
+#include "displays/wayland_display_waits.h"
 #include "fakes/fake_main_queue.h"
 #include "rig/nested_sway.h"
 #include "rig/nested_test_main.h"
@@ -25,35 +21,17 @@
 namespace tarvelo {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::FakeMainQueue;
 using testing::NestedSway;
-
-// Long enough for a loaded machine; the compositor normally answers at once.
-constexpr auto kChangeTimeout = 30s;
+using testing::connectorId;
+using testing::find;
+using testing::processEventsUntil;
 
 const DisplayRect kTop{0, 0, 1280, 720};
 const DisplayRect kBottom{320, 720, 640, 360};
 
 // The compositor this process's Qt application is connected to.
 NestedSway* nested = nullptr;
-
-DisplayId connectorId(const std::string& name) { return *stableDisplayId(DisplayIdentity{name, "", "", ""}); }
-
-bool processEventsUntil(const std::function<bool()>& done) {
-  const auto deadline = std::chrono::steady_clock::now() + kChangeTimeout;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-  }
-  return true;
-}
-
-const OnlineDisplay* find(const std::vector<OnlineDisplay>& displays, DisplayId id) {
-  const auto found =
-      std::find_if(displays.begin(), displays.end(), [id](const OnlineDisplay& display) { return display.id == id; });
-  return found == displays.end() ? nullptr : &*found;
-}
 
 class WaylandHotplugTest : public ::testing::Test {
  protected:
