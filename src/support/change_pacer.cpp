@@ -12,6 +12,11 @@ std::optional<ChangePacer::Clock::time_point> ChangePacer::dueTime() const {
   return *lastStart_ + minimumInterval_;
 }
 
+std::optional<ChangePacer::Clock::time_point> ChangePacer::earliestStart() const {
+  if (!lastStart_) return std::nullopt;
+  return *lastStart_ + minimumInterval_;
+}
+
 bool ChangePacer::isDue(Clock::time_point now) const {
   const std::optional<Clock::time_point> due = dueTime();
   return due && *due <= now;

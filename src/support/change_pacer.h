@@ -21,6 +21,9 @@ class ChangePacer {
   bool isDue(Clock::time_point now) const;
   // When the next run becomes due; none while nothing changed or a run is under way.
   std::optional<Clock::time_point> dueTime() const;
+  // The earliest the next run may start, whether or not anything changed:
+  // the minimum interval after the previous start; none before the first.
+  std::optional<Clock::time_point> earliestStart() const;
   // A run started at `now`: it covers every change noted before it.
   void started(Clock::time_point now);
   void finished();

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -361,9 +362,9 @@ std::optional<long> voluntarySwitchesOf(const std::string& name) {
   return std::nullopt;
 }
 
-// A film changes the screen all the time; once a change owes a capture, more
-// drawing before it must not wake the watcher each time.
-TEST_F(X11CaptureTest, DrawingWhileACaptureIsOwedDoesNotWakeTheWatcherEachTime) {
+// A film changes the screen all the time; drawing before the next capture may
+// start must not wake the watcher each time.
+TEST_F(X11CaptureTest, AFilmWakesTheWatcherAboutOnceAFrame) {
   const RigOutput top = client.requireOutput("DUMMY0");
   PictureWindow scene(client.get(), client.screen(), top.rect, solid(top.rect, 200, 200, 200));
   ScreenCaptureService service(backend);
@@ -384,9 +385,12 @@ TEST_F(X11CaptureTest, DrawingWhileACaptureIsOwedDoesNotWakeTheWatcherEachTime) 
   service.stop();
   ASSERT_TRUE(after.has_value());
   EXPECT_GE(frames, 3u) << "the drawing gave too few frames to judge";
-  // About three wake-ups a frame (the first drawing after a capture began,
-  // the capture's end, the frame interval's end); one per drawing without care.
-  EXPECT_LT(*after - *before, kDrawings / 2) << frames << " frames";
+  // One wake-up a frame, when the interval ends: the drawing meanwhile and the
+  // capture's end, well within the interval, are read then. Waking for each
+  // would be three a frame; one per drawing without care.
+  const long switches = *after - *before;
+  std::printf("watcher: %ld switches for %zu frames\n", switches, frames);
+  EXPECT_LE(static_cast<double>(switches), 1.5 * static_cast<double>(frames) + 2) << frames << " frames";
 }
 
 TEST_F(X11CaptureTest, NoFrameArrivesAfterStopReturns) {

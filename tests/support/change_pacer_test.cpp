@@ -75,5 +75,15 @@ TEST(ChangePacerTest, WithoutACapChangesAreDueRightAfterTheLastRun) {
   EXPECT_TRUE(pacer.isDue(kStart));
 }
 
+TEST(ChangePacerTest, TheEarliestStartIsTheIntervalAfterTheLastStartChangesOrNot) {
+  ChangePacer pacer(milliseconds(16));
+  EXPECT_FALSE(pacer.earliestStart().has_value());
+  pacer.started(kStart);
+  EXPECT_EQ(pacer.earliestStart(), kStart + milliseconds(16));
+  pacer.finished();
+  EXPECT_EQ(pacer.earliestStart(), kStart + milliseconds(16));
+  EXPECT_FALSE(pacer.dueTime().has_value());
+}
+
 }  // namespace
 }  // namespace tarvelo

@@ -42,6 +42,9 @@ struct X11CaptureStream::Shared {
   // Why the last capture failed; written by the capture job before it sets
   // isCaptureFinished, read by the watcher thread after seeing it.
   std::optional<std::string> captureFailure;
+  // Set by the watcher thread before it posts a capture: the watcher sleeps
+  // until then anyway, so a job finished sooner need not wake it.
+  std::atomic<ChangePacer::Clock::time_point> earliestNextStart{};
 };
 
 X11CaptureStream::X11CaptureStream(std::optional<std::string> displayName, DisplayId display,
@@ -148,12 +151,19 @@ void X11CaptureStream::watch(PixelRect source) {
     const ChangePacer::Clock::time_point now = ChangePacer::Clock::now();
     if (pacer.isDue(now)) {
       pacer.started(now);
+      shared_->earliestNextStart = *pacer.earliestStart();
       postCapture(source);
     }
-    // A change already noted owes a capture; more drawing before it adds nothing.
-    const ScreenChanges changes = watcher.wait(
-        source, pacer.dueTime(),
-        pacer.hasPendingChange() ? X11ScreenWatcher::ScreenNews::later : X11ScreenWatcher::ScreenNews::now);
+    // Until the next capture may start, news of drawing changes nothing, and
+    // a playing film would bring it several times a frame (its own drawing,
+    // the light's below). So the watcher sleeps until then and reads it all at
+    // once: a change made meanwhile is still captured the moment it may be.
+    const std::optional<ChangePacer::Clock::time_point> quietUntil = pacer.earliestStart();
+    const bool isQuiet = quietUntil && *quietUntil > now;
+    const ScreenChanges changes =
+        watcher.wait(source, isQuiet ? quietUntil : std::nullopt,
+                     isQuiet || pacer.isRunning() ? X11ScreenWatcher::ScreenNews::later
+                                                  : X11ScreenWatcher::ScreenNews::now);
     if (changes.connectionLost) {
       end("the connection to the X server was lost");
       return;
@@ -197,7 +207,10 @@ void X11CaptureStream::postCapture(const PixelRect& source) {
       }
     }
     shared->isCaptureFinished = true;
-    shared->watcher->wake();
+    if (shared->captureFailure || shared->isStopped ||
+        ChangePacer::Clock::now() >= shared->earliestNextStart.load()) {
+      shared->watcher->wake();
+    }
   });
 }
 

@@ -43,10 +43,10 @@ class X11ScreenWatcher {
   // Blocks until something happens or `deadline` passes (no deadline: until
   // something happens). Drawing outside `watched` does not end the wait.
   // With news of the screen `later`, only wake() or the deadline ends it: a
-  // caller that owes a capture already needs no news of more drawing before
-  // then, and each would wake it (the film draws at its own rate, the light
-  // below at the capture's). What the server reports meanwhile waits in the
-  // queue for the next wait that takes news now.
+  // caller that cannot start a capture before then needs no news of drawing,
+  // and each would wake it (the film draws at its own rate, the light below
+  // at the capture's). What the server reports meanwhile waits in the queue
+  // for the next wait that takes news now.
   ScreenChanges wait(const PixelRect& watched, std::optional<Clock::time_point> deadline, ScreenNews news);
   void wake();
 
