@@ -3,8 +3,10 @@
 # rig it captures the upper output through the screen-cast portal and lights
 # the lower one (a first start, with no grant kept: it asks the desktop and
 # goes on once sharing is allowed), follows a new picture, lets the HUD inside
-# the light fade and wakes it when the pointer moves over the light, keeps the desktop's grant in an owner-only file, and takes the
-# light away when a second launch stops it.
+# the light fade and wakes it when the pointer moves over the light, keeps the
+# desktop's grant in an owner-only file, takes the light away when a second
+# launch stops it, and, started again later, shares the screen on that grant
+# without asking.
 #
 #   wayland_end_to_end.sh TARVELO_BINARY RIG_SCRIPT RIG_NAME RIG_POINTER_BINARY
 set -eu
@@ -87,6 +89,29 @@ wait_for_light "r < 10 && g < 10 && b < 10" "black after the lights stopped"
 kill "$program" 2> /dev/null || true
 wait "$program" 2> /dev/null || true
 program=
+if grep -q "Failed to start capture" "$log"; then fail "$(cat "$log")"; fi
+
+# Started again, the program shares the screen on the grant it kept: the rig's
+# portal backend logs each share asked for, and notes those it restores from a
+# grant; every other one would have shown the desktop's dialog.
+portal_log_count() {  # line
+  in_rig sh -c "grep -c '$1' \"\$XDG_RUNTIME_DIR/../portal-wlr.log\" || true"
+}
+restored_shares() { portal_log_count "restore data available"; }
+asked_shares() { echo $(($(portal_log_count "select sources method invoked") - $(restored_shares))); }
+restored_before=$(restored_shares)
+asked_before=$(asked_shares)
+in_rig swaymsg "output HEADLESS-1 bg #20b040 solid_color" > /dev/null
+"$rig" run "$name" "$tarvelo" --start > "$log" 2>&1 &
+program=$!
+wait_for_light "g > r + 80 && g > b + 40" "the movie screen's green after a restart"
+[ "$(asked_shares)" -eq "$asked_before" ] ||
+  fail "the restarted program asked the desktop again ($asked_before shares asked for before, $(asked_shares) after)"
+[ "$(restored_shares)" -gt "$restored_before" ] || fail "the restarted program shared nothing on its kept grant"
+kill "$program" 2> /dev/null || true
+wait "$program" 2> /dev/null || true
+program=
+
 if in_rig sh -c 'pgrep -u "$(id -u)" -x tarvelo' > /dev/null; then fail "a Tarvelo process outlived the test"; fi
 if grep -q "Failed to start capture" "$log"; then fail "$(cat "$log")"; fi
-echo "the light followed the movie screen on Wayland and went when stopped"
+echo "the light followed the movie screen on Wayland, went when stopped, and came back on the kept grant"
