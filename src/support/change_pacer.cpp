@@ -8,8 +8,7 @@ void ChangePacer::noteChange() { hasPendingChange_ = true; }
 
 std::optional<ChangePacer::Clock::time_point> ChangePacer::dueTime() const {
   if (!hasPendingChange_ || isRunning_) return std::nullopt;
-  if (!lastStart_) return Clock::time_point::min();
-  return *lastStart_ + minimumInterval_;
+  return earliestStart().value_or(Clock::time_point::min());
 }
 
 std::optional<ChangePacer::Clock::time_point> ChangePacer::earliestStart() const {
