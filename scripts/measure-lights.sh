@@ -19,6 +19,8 @@
 #            every frame captured at 30 fps is new; the X server's time for
 #            the animation alone, measured first, is subtracted. Measured from
 #            3 s after launch, so the HUD's first seconds and its fade count.
+#            Each round's figure is printed after the median: on a virtual
+#            machine one launch may cost clearly more than the next.
 #   still    the same with nothing changing on the movie screen
 #   rss      tarvelo's peak resident set (VmHWM) at the end of the moving run
 #
@@ -167,6 +169,9 @@ intervals() {  # p95 and max in capture intervals
 steps() { printf '%s (misses %s)' "$(figure "$2" "steps_$1")" "$(figure "$2" "misses_$1")"; }
 whole() { echo "$(figure "$2" "${1}_tarvelo") $(figure "$2" "${1}_server")" | awk '{ printf "%.1f = %.1f + %.1f", $1 + $2, $1, $2 }'; }
 rss() { printf '%.0f' "$(figure "$1" rss)"; }
+each_round() {  # the whole program's figure of every round, in order
+  paste -d ' ' "$work/$2.${1}_tarvelo" "$work/$2.${1}_server" | awk '{ printf "%s%.1f", (NR > 1 ? " " : ""), $1 + $2 }'
+}
 
 echo
 echo "Medians of $rounds rounds; CPU over ${seconds}s windows, in % of one core; latency over $flips flips."
@@ -183,5 +188,6 @@ for rate in 15 30 60; do
   done
 done
 row "whole program, moving: tarvelo + X server" whole moving
+row "  each round" each_round moving
 row "whole program, still: tarvelo + X server" whole still
 row "peak RSS of tarvelo (MiB)" rss
