@@ -2,6 +2,7 @@
 // 160 x 100 frame, once per captured frame. Run with --benchmark_repetitions=9
 // and read the medians.
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -82,7 +83,34 @@ void scaleFreshPictures(benchmark::State& state, PictureCase picture) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// Fresh pictures of which the compositor says only `changed` is new (a
+// window of 200 x 200 pixels, or the whole picture): the rows it meets are
+// read again.
+void rescaleFreshPictures(benchmark::State& state, PictureCase picture, PixelRect changed) {
+  constexpr std::size_t kPictures = 16;
+  const std::vector<std::vector<std::uint8_t>> pictures(kPictures, paintPicture(picture));
+  tarvelo::MemoryFrameScaler scaler(160, 100, picture.samplesX, picture.samplesY);
+  const auto viewOf = [&](std::size_t index) {
+    return tarvelo::MappedPicture{pictures[index].data(), picture.width, picture.height, picture.bytesPerRow,
+                                  picture.order};
+  };
+  scaler.scale(viewOf(0), picture.source);
+  const std::vector<PixelRect> changes{changed};
+  std::size_t next = 1;
+  for (auto _ : state) {
+    const std::optional<tarvelo::Frame> frame = scaler.rescale(viewOf(next), picture.source, changes);
+    benchmark::DoNotOptimize(frame);
+    benchmark::ClobberMemory();
+    next = (next + 1) % kPictures;
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
 BENCHMARK_CAPTURE(scaleFreshPictures, ultra_hd_3840x2160_4x2, kUltraHd)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(rescaleFreshPictures, ultra_hd_window_200x200_changed, kUltraHd, PixelRect{960, 540, 200, 200})
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(rescaleFreshPictures, ultra_hd_all_changed, kUltraHd, PixelRect{0, 0, 3840, 2160})
+    ->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(scaleFreshPictures, full_hd_1920x1080_4x2, kFullHd)->Unit(benchmark::kMicrosecond);
 // The same picture again and again: what the scaling itself costs.
 BENCHMARK_CAPTURE(scalePicture, ultra_hd_3840x2160_4x2, kUltraHd)->Unit(benchmark::kMicrosecond);

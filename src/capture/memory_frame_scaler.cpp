@@ -172,13 +172,48 @@ void MemoryFrameScaler::prepare(const PixelRect& clipped) {
   hasNeighbourColumns_ = clipped.width > 1;
   secondRow_ = clipped.height > 1 ? 1 : 0;
   preparedSource_ = clipped;
+  scaledPicture_.reset();
 }
 
 Frame MemoryFrameScaler::scale(const MappedPicture& picture, const PixelRect& source) {
   checkPicture(picture);
   const PixelRect clipped = clipToPicture(source, picture);
   if (preparedSource_ != clipped) prepare(clipped);
+  scaleRows(picture, nullptr);
+  scaledPicture_ = ScaledPicture{picture.width, picture.height, picture.order};
+  return Frame{frame_.data(), width_, height_, width_ * 4};
+}
 
+std::optional<Frame> MemoryFrameScaler::rescale(const MappedPicture& picture, const PixelRect& source,
+                                                std::span<const PixelRect> changed) {
+  checkPicture(picture);
+  const PixelRect clipped = clipToPicture(source, picture);
+  if (preparedSource_ != clipped || scaledPicture_ != ScaledPicture{picture.width, picture.height, picture.order}) {
+    return scale(picture, source);
+  }
+  // An output row reads the pixel rows from its first sample's top to its
+  // last sample's bottom, and all of the rectangle's columns.
+  const std::int64_t samplesY = plan_.samplesY;
+  rowsToScale_.assign(static_cast<std::size_t>(height_), 0);
+  bool isAnyRowChanged = false;
+  for (const PixelRect& rectangle : changed) {
+    if (rectangle.isEmpty() || !rectangle.intersects(clipped)) continue;
+    const std::int64_t changeEnd = spanEnd(rectangle.y, rectangle.height);
+    for (std::int64_t v = 0; v < height_; ++v) {
+      const std::int64_t top = sampleRows_[static_cast<std::size_t>(v * samplesY)];
+      const std::int64_t bottom = sampleRows_[static_cast<std::size_t>(v * samplesY + samplesY - 1)] + secondRow_;
+      if (top < changeEnd && bottom >= rectangle.y) {
+        rowsToScale_[static_cast<std::size_t>(v)] = 1;
+        isAnyRowChanged = true;
+      }
+    }
+  }
+  if (!isAnyRowChanged) return std::nullopt;
+  scaleRows(picture, &rowsToScale_);
+  return Frame{frame_.data(), width_, height_, width_ * 4};
+}
+
+void MemoryFrameScaler::scaleRows(const MappedPicture& picture, const std::vector<char>* rowsToScale) {
   const std::int64_t samplesX = plan_.samplesX;
   const std::int64_t samplesY = plan_.samplesY;
   const std::uint64_t count = static_cast<std::uint64_t>(4 * samplesX * samplesY);
@@ -198,16 +233,22 @@ Frame MemoryFrameScaler::scale(const MappedPicture& picture, const PixelRect& so
   rowPointers_.resize(2 * samplesYSize);
   const std::uint8_t** rows = rowPointers_.data();
   const std::uint8_t** nextRows = rowPointers_.data() + samplesYSize;
+  const auto isToScale = [&](std::int64_t v) {
+    return rowsToScale == nullptr || (*rowsToScale)[static_cast<std::size_t>(v)] != 0;
+  };
   rowsOf(0, rows);
   for (std::int64_t v = 0; v < height_; ++v) {
     const bool hasNext = v + 1 < height_;
     if (hasNext) rowsOf(v + 1, nextRows);
+    if (!isToScale(v)) {
+      std::swap(rows, nextRows);
+      continue;
+    }
+    const std::uint8_t* const* prefetched = hasNext && isToScale(v + 1) ? nextRows : nullptr;
     if (hasNeighbourColumns_) {
-      sumOutputRow<true>(rows, hasNext ? nextRows : nullptr, samplesY, sampleColumnOffsets_.data(), width_, samplesX,
-                         sums_.data());
+      sumOutputRow<true>(rows, prefetched, samplesY, sampleColumnOffsets_.data(), width_, samplesX, sums_.data());
     } else {
-      sumOutputRow<false>(rows, hasNext ? nextRows : nullptr, samplesY, sampleColumnOffsets_.data(), width_,
-                          samplesX, sums_.data());
+      sumOutputRow<false>(rows, prefetched, samplesY, sampleColumnOffsets_.data(), width_, samplesX, sums_.data());
     }
     std::swap(rows, nextRows);
     std::uint8_t* out = frame_.data() + v * width_ * 4;
@@ -219,7 +260,6 @@ Frame MemoryFrameScaler::scale(const MappedPicture& picture, const PixelRect& so
       out[4 * u + 3] = 255;
     }
   }
-  return Frame{frame_.data(), width_, height_, width_ * 4};
 }
 
 }  // namespace tarvelo

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "capture/downscale_plan.h"
@@ -59,12 +60,32 @@ class MemoryFrameScaler {
   // below 1 or above kMaxPictureSide, with fewer than 4 * width bytes per row,
   // or a rectangle with no pixel inside it.
   Frame scale(const MappedPicture& picture, const PixelRect& source);
+  // As scale(), for a picture that differs from the one scaled last only
+  // inside `changed` (picture coordinates, as a compositor reports damage):
+  // only the output rows whose samples meet a changed rectangle are read
+  // again, the others keep what the last call gave them. Returns none, and
+  // reads nothing, when no changed rectangle meets the source rectangle. When
+  // the last call scaled another rectangle, or a picture of another size or
+  // byte order (or there was none), it scales everything, as scale() does.
+  std::optional<Frame> rescale(const MappedPicture& picture, const PixelRect& source,
+                               std::span<const PixelRect> changed);
 
   // The sample layout of the last scaled rectangle (empty before the first).
   const DownscalePlan& plan() const { return plan_; }
 
  private:
+  // What the frame shows: a picture of this size and byte order, scaled from
+  // the prepared rectangle.
+  struct ScaledPicture {
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    MemoryPixelOrder order = MemoryPixelOrder::bgrx;
+    friend bool operator==(const ScaledPicture&, const ScaledPicture&) = default;
+  };
+
   void prepare(const PixelRect& clipped);
+  // Scales the output rows marked in rowsToScale (all of them without it).
+  void scaleRows(const MappedPicture& picture, const std::vector<char>* rowsToScale);
 
   std::int64_t width_;
   std::int64_t height_;
@@ -75,6 +96,8 @@ class MemoryFrameScaler {
   // The layout below serves this clipped rectangle; it is laid out again only
   // when the rectangle changes.
   std::optional<PixelRect> preparedSource_;
+  std::optional<ScaledPicture> scaledPicture_;  // none until a whole frame is scaled from the prepared rectangle
+  std::vector<char> rowsToScale_;
   DownscalePlan plan_;
   // Byte offset within a row of the left pixel of each sample, width_ *
   // plan_.samplesX of them, output pixel by output pixel.

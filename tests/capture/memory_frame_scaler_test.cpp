@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -468,6 +469,95 @@ void expectRefused(const std::function<void()>& call, const std::string& mention
     const std::string message = error.what();
     EXPECT_NE(message.find(mentioning), std::string::npos) << message;
     EXPECT_EQ(message.find('\n'), std::string::npos) << message;
+  }
+}
+
+// The scene with a rectangle painted over it in one colour.
+Painter withPatch(const Painter& scene, const PixelRect& patch, Rgb colour) {
+  return [scene, patch, colour](std::int64_t x, std::int64_t y, double across, double down) {
+    return PixelRect{x, y, 1, 1}.intersects(patch) ? colour : scene(x, y, across, down);
+  };
+}
+
+// The colour of output pixel u, v.
+Rgb frameAt(const Frame& frame, std::int64_t u, std::int64_t v) {
+  const std::uint8_t* pixel = frame.bytes + v * frame.bytesPerRow + u * 4;
+  return Rgb{pixel[2], pixel[1], pixel[0]};
+}
+
+TEST(MemoryFrameScalerTest, RescalingTheChangedPartsGivesWhatAWholeScaleWould) {
+  const PixelRect whole{0, 0, 3840, 2160};
+  const PaintedPicture before = paint(3840, 2160, photoScene);
+  const std::vector<PixelRect> changes = {{100, 37, 300, 200}, {2999, 1500, 41, 659}, {1700, 1100, 1, 1}};
+  Painter after = photoScene;
+  for (const PixelRect& change : changes) after = withPatch(after, change, Rgb{250, 30, 90});
+  const PaintedPicture changed = paint(3840, 2160, after);
+
+  MemoryFrameScaler scaler(160, 100, 4, 2);
+  scaler.scale(before.view(), whole);
+  const std::optional<Frame> rescaled = scaler.rescale(changed.view(), whole, changes);
+  ASSERT_TRUE(rescaled.has_value());
+  MemoryFrameScaler fresh(160, 100, 4, 2);
+  EXPECT_EQ(frameBytes(*rescaled), frameBytes(fresh.scale(changed.view(), whole)));
+}
+
+TEST(MemoryFrameScalerTest, RescalingReadsOnlyTheRowsAChangeMeets) {
+  const PixelRect whole{0, 0, 3840, 2160};
+  MemoryFrameScaler scaler(160, 100, 4, 2);
+  scaler.scale(paint(3840, 2160, flat(Rgb{40, 40, 40})).view(), whole);
+  // All of the picture is new, but only a strip 30 rows high at the top is
+  // said to be: output row 0 (rows 0 to 21) and row 1 (22 to 43) are read
+  // again, the rest keep the old grey.
+  const PaintedPicture blue = paint(3840, 2160, flat(Rgb{0, 0, 255}));
+  const std::optional<Frame> frame = scaler.rescale(blue.view(), whole, std::vector<PixelRect>{{500, 0, 10, 30}});
+  ASSERT_TRUE(frame.has_value());
+  for (std::int64_t v = 0; v < 100; ++v) {
+    const Rgb expected = v < 2 ? Rgb{0, 0, 255} : Rgb{40, 40, 40};
+    for (std::int64_t u : {0, 80, 159}) {
+      const Rgb pixel = frameAt(*frame, u, v);
+      EXPECT_TRUE(pixel.red == expected.red && pixel.green == expected.green && pixel.blue == expected.blue)
+          << "pixel " << u << "," << v << " is " << pixel.red << " " << pixel.green << " " << pixel.blue;
+    }
+  }
+}
+
+TEST(MemoryFrameScalerTest, AChangeOutsideTheRectangleRescalesNothing) {
+  const PixelRect crop{960, 540, 1920, 1080};
+  MemoryFrameScaler scaler(160, 100, 4, 2);
+  const std::vector<std::uint8_t> grey = frameBytes(scaler.scale(paint(3840, 2160, flat(Rgb{40, 40, 40})).view(), crop));
+  const PaintedPicture blue = paint(3840, 2160, flat(Rgb{0, 0, 255}));
+  EXPECT_FALSE(scaler.rescale(blue.view(), crop, std::vector<PixelRect>{{0, 0, 960, 2160}, {2880, 0, 960, 2160}}));
+  EXPECT_FALSE(scaler.rescale(blue.view(), crop, std::vector<PixelRect>{}));
+  EXPECT_FALSE(scaler.rescale(blue.view(), crop, std::vector<PixelRect>{{1000, 600, 0, 50}}));
+  EXPECT_EQ(frameBytes(scaler.scale(paint(3840, 2160, flat(Rgb{40, 40, 40})).view(), crop)), grey);
+}
+
+TEST(MemoryFrameScalerTest, RescalingAnotherRectangleSizeOrOrderScalesEverything) {
+  const PixelRect whole{0, 0, 1920, 1080};
+  const PaintedPicture blue = paint(1920, 1080, flat(Rgb{0, 0, 255}));
+  const std::vector<PixelRect> nothing;
+  const auto rescaledIsBlue = [&](MemoryFrameScaler& scaler, const MappedPicture& picture, const PixelRect& source) {
+    const std::optional<Frame> frame = scaler.rescale(picture, source, nothing);
+    return frame ? isFlat(*frame, Rgb{0, 0, 255}) : ::testing::AssertionFailure() << "nothing was scaled";
+  };
+  {
+    MemoryFrameScaler scaler(160, 100, 4, 2);
+    EXPECT_TRUE(rescaledIsBlue(scaler, blue.view(), whole)) << "before any scale";
+  }
+  {
+    MemoryFrameScaler scaler(160, 100, 4, 2);
+    scaler.scale(paint(1920, 1080, flat(Rgb{40, 40, 40})).view(), PixelRect{0, 0, 1920, 1000});
+    EXPECT_TRUE(rescaledIsBlue(scaler, blue.view(), whole)) << "after another rectangle";
+  }
+  {
+    MemoryFrameScaler scaler(160, 100, 4, 2);
+    scaler.scale(paint(1920, 1080, flat(Rgb{40, 40, 40}), MemoryPixelOrder::rgbx).view(), whole);
+    EXPECT_TRUE(rescaledIsBlue(scaler, blue.view(), whole)) << "after another byte order";
+  }
+  {
+    MemoryFrameScaler scaler(160, 100, 4, 2);
+    scaler.scale(paint(1920, 1200, flat(Rgb{40, 40, 40})).view(), whole);
+    EXPECT_TRUE(rescaledIsBlue(scaler, blue.view(), whole)) << "after a picture of another size";
   }
 }
 
