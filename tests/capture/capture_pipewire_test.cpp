@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <mutex>
 #include <optional>
@@ -77,6 +78,21 @@ class RecordingDelegate final : public CaptureStreamDelegate {
               return false;
             }
           }
+        }
+      }
+      return true;
+    });
+  }
+  // Waits for a frame in which `isWanted(pixel)` holds for the B, G, R, A
+  // bytes of every pixel inside the rectangle.
+  bool waitForArea(const std::array<int, 4>& rect, const std::function<bool(const std::uint8_t*)>& isWanted,
+                   std::chrono::seconds timeout = 10s) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, timeout, [&] {
+      if (pixels_.empty()) return false;
+      for (int y = rect[1]; y < rect[1] + rect[3]; ++y) {
+        for (int x = rect[0]; x < rect[0] + rect[2]; ++x) {
+          if (!isWanted(&pixels_[static_cast<std::size_t>((y * width_ + x) * 4)])) return false;
         }
       }
       return true;
@@ -251,6 +267,59 @@ TEST_F(PipeWireCaptureTest, AnotherMonitorChosenInTheDialogIsCapturedAndNamed) {
   EXPECT_EQ(stream->capturedDisplay(), 2u) << "the shared monitor is the lower display";
   sway("output HEADLESS-1 bg #cc2233 solid_color; output HEADLESS-2 bg #22cc55 solid_color");
   EXPECT_TRUE(delegate_.waitForPicture({{kWholeFrame, {0x22, 0xcc, 0x55}}})) << delegate_.frames() << " frames";
+}
+
+// A small window on a still screen, opened, moved and closed: the compositor
+// tells what changed with each picture (for the move, the place it left and
+// the place it went), and only those parts are read again. The frame must
+// still show the whole screen as it is: the window where it is now, the
+// background everywhere else, and nothing left behind.
+TEST_F(PipeWireCaptureTest, AWindowMovedOnAStillScreenShowsWhereItIsAndLeavesNothingBehind) {
+  auto stream = backend_.makeStream(1, smallFrames(), delegate_);
+  stream->addStreamOutput(queue_);
+  ASSERT_EQ(describe(startAndWait(*stream)), "no error");
+  sway("output HEADLESS-1 bg #204080 solid_color");
+  ASSERT_TRUE(delegate_.waitForPicture({{kWholeFrame, {0x20, 0x40, 0x80}}})) << delegate_.frames() << " frames";
+
+  // weston-flower draws a purple cross in 200 x 200 pixels of the 3840 x 2160
+  // output, which are 8 x 9 pixels of the frame: at 960,540 its middle is
+  // frame pixel 44,29.
+  sway("for_window [app_id=org.freedesktop.weston.flower] \"floating enable, move to output HEADLESS-1, "
+       "move position 960 540\"");
+  const std::string window = runInRig("weston-flower > /dev/null 2>&1 & echo $!");
+  ASSERT_FALSE(window.empty());
+  struct CloseWindow {
+    std::string pid;
+    ~CloseWindow() { runInRig("kill " + pid + " 2> /dev/null || true"); }
+  } closeWindow{window};
+
+  // The window's middle is not the background; outside 22 x 22 frame pixels
+  // around it (room for the frame sway draws) everything is.
+  const auto showsTheWindowAt = [&](int u, int v, Colour background) {
+    const auto isBackground = [background](const std::uint8_t* pixel) {
+      return std::abs(pixel[2] - background.red) <= 3 && std::abs(pixel[1] - background.green) <= 3 &&
+             std::abs(pixel[0] - background.blue) <= 3;
+    };
+    const int left = u - 9;
+    const int top = v - 9;
+    return delegate_.waitForArea({u, v, 1, 1}, [&](const std::uint8_t* pixel) { return !isBackground(pixel); }) &&
+           delegate_.waitForPicture({{{0, 0, 160, top}, background},
+                                     {{0, top + 22, 160, 100 - top - 22}, background},
+                                     {{0, top, left, 22}, background},
+                                     {{left + 22, top, 160 - left - 22, 22}, background}});
+  };
+  EXPECT_TRUE(showsTheWindowAt(44, 29, {0x20, 0x40, 0x80})) << delegate_.frames() << " frames";
+
+  sway("output HEADLESS-1 bg #c03010 solid_color");
+  EXPECT_TRUE(showsTheWindowAt(44, 29, {0xc0, 0x30, 0x10})) << delegate_.frames() << " frames";
+
+  // To 2400,1200: its middle is frame pixel 104,60, and the place it left
+  // must be the background again.
+  sway("[app_id=org.freedesktop.weston.flower] move position 2400 1200");
+  EXPECT_TRUE(showsTheWindowAt(104, 60, {0xc0, 0x30, 0x10})) << "the place the window left went stale";
+
+  runInRig("kill " + window);
+  EXPECT_TRUE(delegate_.waitForPicture({{kWholeFrame, {0xc0, 0x30, 0x10}}})) << "the window's place went stale";
 }
 
 TEST_F(PipeWireCaptureTest, NoFrameReachesTheDelegateAfterStopCapture) {

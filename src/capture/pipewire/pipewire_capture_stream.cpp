@@ -1,6 +1,7 @@
 #include "capture/pipewire/pipewire_capture_stream.h"
 
 #include <pipewire/pipewire.h>
+#include <spa/buffer/meta.h>
 #include <spa/debug/types.h>
 #include <spa/param/video/format-utils.h>
 #include <spa/param/video/type-info.h>
@@ -34,6 +35,9 @@ constexpr std::int64_t kSamplesX = 4;
 constexpr std::int64_t kSamplesY = 2;
 constexpr std::chrono::seconds kConnectTimeout{10};
 constexpr int kBuffers = 3;
+// Damage comes as at most this many rectangles a picture; a compositor with
+// more to say sends their bounds.
+constexpr int kDamageRegions = 16;
 
 void initPipeWireOnce() {
   static std::once_flag once;
@@ -79,6 +83,10 @@ struct PipeWireCaptureStream::Shared : std::enable_shared_from_this<Shared> {
   spa_source* kick = nullptr;
 
   // On the PipeWire thread (under its lock) from here on.
+  // The sequence number of the last picture taken: a picture's damage tells
+  // only what changed since the picture right before it.
+  std::optional<std::uint64_t> lastSequence;
+  std::vector<PixelRect> damage;
   std::optional<MemoryPixelOrder> order;
   std::int64_t width = 0;
   std::int64_t height = 0;
@@ -90,6 +98,8 @@ struct PipeWireCaptureStream::Shared : std::enable_shared_from_this<Shared> {
   bool hasStreamed = false;
 
   void take(pw_buffer* buffer);
+  bool followsTheLastPicture(const spa_buffer& buffer);
+  bool readDamage(spa_buffer& buffer);
   void deliverIfDue();
   void end(std::string reason);
 };
@@ -120,10 +130,13 @@ void onStreamParamChanged(void* data, uint32_t id, const spa_pod* param) {
   // Shared memory only: the pictures are read by the CPU, a few samples each.
   // Three buffers at least: with two, a producer that finds both on their way
   // to us while our thread is late (a busy machine) drops the picture, and the
-  // wlroots portal then stops casting altogether.
+  // wlroots portal then stops casting altogether. With each picture, where
+  // the compositor gives them: its crop, what changed since the last one
+  // (damage), and its sequence number, which tells whether that last one is
+  // the one we read.
   std::uint8_t storage[1024];
   spa_pod_builder builder = SPA_POD_BUILDER_INIT(storage, sizeof(storage));
-  const spa_pod* params[2];
+  const spa_pod* params[4];
   params[0] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
       &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
       SPA_POD_CHOICE_RANGE_Int(kBuffers, kBuffers, 8), SPA_PARAM_BUFFERS_dataType,
@@ -131,7 +144,15 @@ void onStreamParamChanged(void* data, uint32_t id, const spa_pod* param) {
   params[1] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
       &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_VideoCrop),
       SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_region))));
-  pw_stream_update_params(shared.stream, params, 2);
+  constexpr int kRegionSize = sizeof(spa_meta_region);
+  params[2] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+      &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_VideoDamage),
+      SPA_PARAM_META_size,
+      SPA_POD_CHOICE_RANGE_Int(kRegionSize * kDamageRegions, kRegionSize, kRegionSize * kDamageRegions)));
+  params[3] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+      &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_Header),
+      SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))));
+  pw_stream_update_params(shared.stream, params, 4);
 }
 
 void onStreamProcess(void* data) {
@@ -229,13 +250,47 @@ void PipeWireCaptureStream::Shared::take(pw_buffer* buffer) {
         source = cropped;
       }
     }
-    held = scaler.scale(picture, source);
-    pacer.noteChange();
+    if (followsTheLastPicture(*buffer->buffer) && readDamage(*buffer->buffer)) {
+      // Damage outside what we share changes nothing we show.
+      if (const std::optional<Frame> frame = scaler.rescale(picture, source, damage)) {
+        held = *frame;
+        pacer.noteChange();
+      }
+    } else {
+      held = scaler.scale(picture, source);
+      pacer.noteChange();
+    }
   } catch (const std::exception& error) {
     unreadable = error.what();
   }
   pw_stream_queue_buffer(stream, buffer);
   if (unreadable) end(*unreadable);
+}
+
+// Whether the picture is the one right after the last picture taken: a gap
+// means one went by unread (given back for a newer one, or without pixels),
+// and its damage with it. Notes it as the last.
+bool PipeWireCaptureStream::Shared::followsTheLastPicture(const spa_buffer& buffer) {
+  const auto* header = static_cast<const spa_meta_header*>(
+      spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
+  const std::optional<std::uint64_t> previous = lastSequence;
+  lastSequence = header != nullptr ? std::optional<std::uint64_t>(header->seq) : std::nullopt;
+  return header != nullptr && previous && header->seq == *previous + 1;
+}
+
+// Reads the picture's damage into `damage`; false when it has none to tell
+// (no damage metadata, or not one region in it), so all of it may be new.
+bool PipeWireCaptureStream::Shared::readDamage(spa_buffer& buffer) {
+  damage.clear();
+  spa_meta* meta = spa_buffer_find_meta(&buffer, SPA_META_VideoDamage);
+  if (meta == nullptr) return false;
+  spa_meta_region* region = nullptr;
+  spa_meta_for_each(region, meta) {
+    if (!spa_meta_region_is_valid(region)) break;
+    damage.push_back(PixelRect{region->region.position.x, region->region.position.y, region->region.size.width,
+                               region->region.size.height});
+  }
+  return !damage.empty();
 }
 
 // On the PipeWire thread: delivers the held frame on the output queue when the

@@ -19,8 +19,9 @@ class SerialQueue;
 // one monitor (the user's choice in the desktop's dialog, or the one a stored
 // restore token names), and PipeWire carries its pictures at native size in
 // shared memory. Each picture is scaled to the configured size on PipeWire's
-// thread, reading only the samples the average needs, so that the buffer goes
-// back to the compositor at once; the small frame is handed to the delegate on
+// thread, reading only the samples the average needs, and of those only the
+// rows the compositor says changed since the picture before (its damage), so
+// that the buffer goes back to the compositor at once; the small frame is handed to the delegate on
 // the output queue, at most once per minimum frame interval. The compositor sends
 // pictures only when the screen changes, so a still screen costs nothing.
 //
