@@ -27,7 +27,8 @@ packages=(
   # two-output Wayland rig its tests run on (scripts/virtual-wayland.sh): sway on the headless
   # backend, a private session bus, PipeWire with its session manager, the portal and its
   # wlroots backend, grim for screenshots, swaybg to paint known colours, waybar as tray host,
-  # and weston nested in the rig as a compositor without layer shell (as GNOME's)
+  # weston nested in the rig as a compositor without layer shell (as GNOME's), and its demo
+  # client weston-flower as a small window whose damage the capture reads
   libpipewire-0.3-dev
   sway swaybg grim waybar weston qt6-wayland dbus
   pipewire pipewire-bin wireplumber xdg-desktop-portal xdg-desktop-portal-wlr
