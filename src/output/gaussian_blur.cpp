@@ -31,28 +31,37 @@ GaussianKernel makeGaussianKernel(double sigma) {
   return kernel;
 }
 
-// Both passes run tap by tap over whole rows, so the inner loop is a plain
-// multiply-add across contiguous floats, written eight lanes at a time
-// (the compiler's own vectoriser leaves a loop of unknown length alone at
-// -O2). Where the processor has AVX2 the eight lanes are one instruction,
-// otherwise two. Each output is the same multiply, then add, either way.
+// Each output sums its taps in a register, eight outputs at a time (the
+// compiler's own vectoriser leaves loops of unknown length alone at -O2), so
+// a sample is loaded once per tap and an output stored once. Where the
+// processor has AVX2 the eight lanes are one instruction, otherwise two.
+// Every output is the same sum either way, and the same as one worked out
+// alone: zero, then each tap's multiply and add, first tap first.
 namespace {
 
 using FloatLanes = float __attribute__((vector_size(32)));
 constexpr int kLaneCount = static_cast<int>(sizeof(FloatLanes) / sizeof(float));
 
-__attribute__((target_clones("avx2", "default"))) void multiplyAdd(float* out, const float* in, float weight,
-                                                                   int count) {
+// out[i] = the sum over taps t of weights[t] × in[i + t × tapStride], for i in [0, count).
+__attribute__((target_clones("avx2", "default"))) void convolve(float* out, const float* in, std::ptrdiff_t tapStride,
+                                                                const float* weights, int taps, int count) {
   int index = 0;
   for (; index + kLaneCount <= count; index += kLaneCount) {
-    FloatLanes sum;
-    FloatLanes sample;
-    std::memcpy(&sum, out + index, sizeof sum);
-    std::memcpy(&sample, in + index, sizeof sample);
-    sum += weight * sample;
+    FloatLanes sum{};
+    const float* sample = in + index;
+    for (int tap = 0; tap < taps; ++tap, sample += tapStride) {
+      FloatLanes lanes;
+      std::memcpy(&lanes, sample, sizeof lanes);
+      sum += weights[tap] * lanes;
+    }
     std::memcpy(out + index, &sum, sizeof sum);
   }
-  for (; index < count; ++index) out[index] += weight * in[index];
+  for (; index < count; ++index) {
+    float sum = 0.0F;
+    const float* sample = in + index;
+    for (int tap = 0; tap < taps; ++tap, sample += tapStride) sum += weights[tap] * *sample;
+    out[index] = sum;
+  }
 }
 
 }  // namespace
@@ -63,18 +72,27 @@ void blurRows(const FloatPlaneView& source, const FloatPlaneView& target, int co
   columnEnd = std::min(columnEnd, target.width);
   if (columnBegin >= columnEnd) return;
   const int radius = kernel.radius;
+  const float* weights = kernel.weights.data();
+  // Columns whose every tap lies inside the row; the others skip the taps
+  // that fall outside, one column at a time.
+  const int innerBegin = std::clamp(radius, columnBegin, columnEnd);
+  const int innerEnd = std::clamp(source.width - radius, innerBegin, columnEnd);
+  const auto convolveEdgeColumns = [&](const float* in, float* out, int begin, int end) {
+    for (int column = begin; column < end; ++column) {
+      const int firstTap = std::max(0, radius - column);
+      const int lastTap = std::min(2 * radius, source.width - 1 - column + radius);
+      out[column] = 0.0F;
+      if (firstTap <= lastTap) {
+        convolve(out + column, in + column - radius + firstTap, 1, weights + firstTap, lastTap - firstTap + 1, 1);
+      }
+    }
+  };
   for (int row = 0; row < source.height; ++row) {
     const float* in = source.pixels + static_cast<std::ptrdiff_t>(row) * source.width;
     float* out = target.pixels + static_cast<std::ptrdiff_t>(row) * target.width;
-    std::fill(out + columnBegin, out + columnEnd, 0.0F);
-    for (int tap = 0; tap <= 2 * radius; ++tap) {
-      const float weight = kernel.weights[static_cast<std::size_t>(tap)];
-      const int shift = tap - radius;
-      // Only the output columns whose source sample lies inside the row.
-      const int begin = std::max(columnBegin, -shift);
-      const int end = std::min(columnEnd, source.width - shift);
-      if (begin < end) multiplyAdd(out + begin, in + begin + shift, weight, end - begin);
-    }
+    convolveEdgeColumns(in, out, columnBegin, innerBegin);
+    convolve(out + innerBegin, in + innerBegin - radius, 1, weights, 2 * radius + 1, innerEnd - innerBegin);
+    convolveEdgeColumns(in, out, innerEnd, columnEnd);
   }
 }
 
@@ -87,15 +105,15 @@ void blurColumns(const FloatPlaneView& source, const FloatPlaneView& target, int
   if (rowBegin >= rowEnd || columnBegin >= columnEnd) return;
   const int radius = kernel.radius;
   for (int row = rowBegin; row < rowEnd; ++row) {
-    float* out = target.pixels + static_cast<std::ptrdiff_t>(row) * target.width;
-    std::fill(out + columnBegin, out + columnEnd, 0.0F);
+    float* out = target.pixels + static_cast<std::ptrdiff_t>(row) * target.width + columnBegin;
     const int firstTap = std::max(0, radius - row);
     const int lastTap = std::min(2 * radius, source.height - 1 - row + radius);
-    for (int tap = firstTap; tap <= lastTap; ++tap) {
-      const float weight = kernel.weights[static_cast<std::size_t>(tap)];
-      const float* in = source.pixels + static_cast<std::ptrdiff_t>(row + tap - radius) * source.width;
-      multiplyAdd(out + columnBegin, in + columnBegin, weight, columnEnd - columnBegin);
+    if (firstTap > lastTap) {
+      std::fill(out, out + (columnEnd - columnBegin), 0.0F);
+      continue;
     }
+    const float* in = source.pixels + static_cast<std::ptrdiff_t>(row + firstTap - radius) * source.width + columnBegin;
+    convolve(out, in, source.width, kernel.weights.data() + firstTap, lastTap - firstTap + 1, columnEnd - columnBegin);
   }
 }
 
