@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <tuple>
 #include <utility>
 
@@ -54,6 +55,35 @@ inline void compositeOver(float red, float green, float blue, float alpha, float
   outRed += alpha * (red - outRed);
   outGreen += alpha * (green - outGreen);
   outBlue += alpha * (blue - outBlue);
+}
+
+// One colour over a run of pieces, eight at a time (the compiler leaves a loop
+// of unknown length alone at -O2): the same multiply and add per piece as
+// compositeOver, so the result is the same to the bit. Most of a row's work
+// is this: every layer whose gradient runs down has one colour per row.
+using FloatLanes = float __attribute__((vector_size(32)));
+constexpr std::size_t kLaneCount = sizeof(FloatLanes) / sizeof(float);
+
+__attribute__((target_clones("avx2", "default"))) void compositeOverRun(float red, float green, float blue,
+                                                                        float alpha, float* outRed,
+                                                                        float* outGreen, float* outBlue,
+                                                                        std::size_t count) {
+  std::size_t i = 0;
+  for (; i + kLaneCount <= count; i += kLaneCount) {
+    FloatLanes r;
+    FloatLanes g;
+    FloatLanes b;
+    std::memcpy(&r, outRed + i, sizeof r);
+    std::memcpy(&g, outGreen + i, sizeof g);
+    std::memcpy(&b, outBlue + i, sizeof b);
+    r += alpha * (red - r);
+    g += alpha * (green - g);
+    b += alpha * (blue - b);
+    std::memcpy(outRed + i, &r, sizeof r);
+    std::memcpy(outGreen + i, &g, sizeof g);
+    std::memcpy(outBlue + i, &b, sizeof b);
+  }
+  for (; i < count; ++i) compositeOver(red, green, blue, alpha, outRed[i], outGreen[i], outBlue[i]);
 }
 
 }  // namespace
@@ -169,12 +199,10 @@ void LightRasterizer::drawPieceRow(std::size_t rowPiece) {
     float* blue = pieceBlue_.data() + begin;
     switch (layer.axis) {
       case GradientAxis::down: {
-        // One colour for the whole row: a plain multiply-add per piece.
+        // One colour for the whole row.
         const StraightColor color = colorAt(layer, rowPosition);
         if (color.alpha <= 0.0F) break;
-        for (std::size_t i = 0; i < count; ++i) {
-          compositeOver(color.red, color.green, color.blue, color.alpha, red[i], green[i], blue[i]);
-        }
+        compositeOverRun(color.red, color.green, color.blue, color.alpha, red, green, blue, count);
         break;
       }
       case GradientAxis::across: {
