@@ -26,11 +26,9 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -43,6 +41,7 @@
 #include "capture/x11/x11_capture_backend.h"
 #include "capture/x11/x11_connection.h"
 #include "capture/x11/x11_outputs.h"
+#include "process_cpu.h"
 #include "screen_timecode.h"
 
 namespace {
@@ -102,19 +101,9 @@ Options parse(int argc, char** argv) {
 }
 
 // User plus system CPU time of a process so far, in milliseconds.
-double cpuMilliseconds(const std::string& pid) {
-  std::ifstream stat("/proc/" + pid + "/stat");
-  std::string line;
-  std::getline(stat, line);
-  // The command name may hold spaces; the fields after it are space separated.
-  std::istringstream fields(line.substr(line.rfind(')') + 2));
-  std::string field;
-  double ticks = 0;
-  for (int number = 3; fields >> field; ++number) {
-    if (number == 14 || number == 15) ticks += std::stod(field);
-    if (number == 15) break;
-  }
-  return ticks * 1000.0 / static_cast<double>(sysconf(_SC_CLK_TCK));
+double cpuMilliseconds(long pid) {
+  if (const std::optional<double> milliseconds = tarvelo::measuring::processCpuMilliseconds(pid)) return *milliseconds;
+  throw std::runtime_error("cannot read the CPU time of process " + std::to_string(pid));
 }
 
 struct Chosen {
@@ -228,17 +217,16 @@ int measureRunning(const Options& options, const Chosen& output) {
   startOrThrow(service, output.id, options.fps);
   std::this_thread::sleep_for(std::chrono::duration<double>(options.warmup));
 
-  const std::string self = std::to_string(getpid());
-  const std::string xorg = options.xorgPid ? std::to_string(*options.xorgPid) : std::string();
+  const long self = getpid();
   const double selfBefore = cpuMilliseconds(self);
-  const double xorgBefore = options.xorgPid ? cpuMilliseconds(xorg) : 0.0;
+  const double xorgBefore = options.xorgPid ? cpuMilliseconds(*options.xorgPid) : 0.0;
   const Clock::time_point begin = Clock::now();
   isMeasuring = true;
   std::this_thread::sleep_for(std::chrono::duration<double>(options.seconds));
   isMeasuring = false;
   const double elapsed = std::chrono::duration<double>(Clock::now() - begin).count();
   const double selfCpu = cpuMilliseconds(self) - selfBefore;
-  const double xorgCpu = options.xorgPid ? cpuMilliseconds(xorg) - xorgBefore : 0.0;
+  const double xorgCpu = options.xorgPid ? cpuMilliseconds(*options.xorgPid) - xorgBefore : 0.0;
   service.stop();
 
   std::lock_guard lock(mutex);

@@ -35,6 +35,7 @@
 
 #include "capture/x11/x11_connection.h"
 #include "capture/x11/x11_outputs.h"
+#include "rig_screen.h"
 
 namespace {
 
@@ -127,32 +128,20 @@ int main(int argc, char** argv) {
     xcb_connection_t* connection = x11.get();
     const xcb_window_t root = x11.root();
 
-    std::optional<tarvelo::PixelRect> top;
-    std::optional<tarvelo::PixelRect> bottom;
-    for (const tarvelo::DisplayId id : tarvelo::activeOutputIds(connection, root)) {
-      const std::optional<tarvelo::PixelRect> rect = tarvelo::activeOutputRectangle(connection, root, id);
-      if (!rect) continue;
-      if (!top || rect->y < top->y) top = rect;
-      if (!bottom || rect->y > bottom->y) bottom = rect;
-    }
-    if (!top || !bottom || top->y == bottom->y) {
+    const std::optional<tarvelo::bench::StackedOutputs> outputs = tarvelo::bench::stackedOutputs(connection, root);
+    if (!outputs) {
       std::cerr << "tarvelo-light-latency-probe: needs two outputs, one above the other\n";
       return 1;
     }
+    const tarvelo::PixelRect top = outputs->top;
+    const tarvelo::PixelRect bottom = outputs->bottom;
 
-    // An override-redirect window over the whole movie screen: no window
-    // manager moves it, and every flip changes every zone at once.
-    const xcb_window_t film = xcb_generate_id(connection);
+    // A window over the whole movie screen: every flip changes every zone at once.
     const std::uint32_t colours[2] = {0x00D03020, 0x002040D0};
-    const std::uint32_t values[] = {colours[0], 1};
-    xcb_create_window(connection, XCB_COPY_FROM_PARENT, film, root, static_cast<std::int16_t>(top->x),
-                      static_cast<std::int16_t>(top->y), static_cast<std::uint16_t>(top->width),
-                      static_cast<std::uint16_t>(top->height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
-    xcb_map_window(connection, film);
+    const xcb_window_t film = tarvelo::bench::showPlainWindow(connection, root, top, colours[0]);
     xcb_flush(connection);
     std::optional<PlayingSquare> square;
-    if (options.playing) square.emplace(connection, film, *top);
+    if (options.playing) square.emplace(connection, film, top);
     // Waits as the film plays on.
     const auto waitUntil = [&](Clock::time_point until) {
       while (Clock::now() < until) {
@@ -163,8 +152,8 @@ int main(int argc, char** argv) {
     waitUntil(Clock::now() + 1500ms);  // the light settles on the first colour
 
     // The patch: the middle of the light screen's top edge, under the strips.
-    const int patchX = static_cast<int>(bottom->x + bottom->width / 2 - 8);
-    const int patchY = static_cast<int>(bottom->y + 20);
+    const int patchX = static_cast<int>(bottom.x + bottom.width / 2 - 8);
+    const int patchY = static_cast<int>(bottom.y + 20);
     if (square) {
       const std::vector<std::uint8_t> settled = grab(connection, root, patchX, patchY, 16, 4);
       waitUntil(Clock::now() + 500ms);

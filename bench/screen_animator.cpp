@@ -20,6 +20,7 @@
 
 #include "capture/x11/x11_connection.h"
 #include "capture/x11/x11_outputs.h"
+#include "rig_screen.h"
 #include "screen_timecode.h"
 
 namespace {
@@ -79,13 +80,7 @@ int main(int argc, char** argv) {
     const xcb_screen_t& screen = connection.screen();
     const tarvelo::PixelRect area = topOutput(c, connection.root());
 
-    const xcb_window_t window = xcb_generate_id(c);
-    const std::uint32_t values[] = {screen.black_pixel, 1};  // background, override redirect
-    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, screen.root, static_cast<std::int16_t>(area.x),
-                      static_cast<std::int16_t>(area.y), static_cast<std::uint16_t>(area.width),
-                      static_cast<std::uint16_t>(area.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen.root_visual,
-                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
-    xcb_map_window(c, window);
+    const xcb_window_t window = tarvelo::bench::showPlainWindow(c, screen.root, area, screen.black_pixel);
     const xcb_gcontext_t gc = xcb_generate_id(c);
     xcb_create_gc(c, gc, window, 0, nullptr);
 

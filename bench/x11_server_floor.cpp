@@ -23,23 +23,21 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <functional>
 #include <iomanip>
 #include <iostream>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 #include "capture/x11/x11_capture_stream.h"
 #include "capture/x11/x11_connection.h"
 #include "capture/x11/x11_frame_scaler.h"
-#include "capture/x11/x11_outputs.h"
 #include "output/x11/x11_light_surface.h"
+#include "process_cpu.h"
+#include "rig_screen.h"
 
 namespace {
 
@@ -90,58 +88,15 @@ Options parse(int argc, char** argv) {
   return options;
 }
 
-// User + system CPU of a process so far, in milliseconds.
-double processCpuMs(int pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const std::size_t end = text.rfind(')');
-  if (end == std::string::npos) throw std::runtime_error("cannot read /proc/" + std::to_string(pid) + "/stat");
-  std::istringstream fields(text.substr(end + 2));
-  std::string field;
-  double ticks = 0.0;
-  for (int index = 3; fields >> field; ++index) {  // field 3 is the state
-    if (index == 14 || index == 15) ticks += std::stod(field);
-    if (index == 15) break;
-  }
-  return ticks * 1000.0 / static_cast<double>(sysconf(_SC_CLK_TCK));
+double serverCpuMs(int pid) {
+  if (const std::optional<double> milliseconds = tarvelo::measuring::processCpuMilliseconds(pid)) return *milliseconds;
+  throw std::runtime_error("cannot read the CPU time of the X server (process " + std::to_string(pid) + ")");
 }
 
 double ownCpuMs() {
   timespec now{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
   return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
-struct Outputs {
-  tarvelo::PixelRect top;
-  tarvelo::PixelRect bottom;
-};
-
-Outputs topAndBottom(xcb_connection_t* connection, xcb_window_t root) {
-  std::vector<tarvelo::PixelRect> rects;
-  for (const tarvelo::DisplayId id : tarvelo::activeOutputIds(connection, root)) {
-    if (const auto rect = tarvelo::activeOutputRectangle(connection, root, id)) rects.push_back(*rect);
-  }
-  if (rects.size() < 2) throw std::runtime_error("the screen needs two active outputs, one above the other");
-  Outputs outputs{rects[0], rects[0]};
-  for (const tarvelo::PixelRect& rect : rects) {
-    if (rect.y < outputs.top.y) outputs.top = rect;
-    if (rect.y > outputs.bottom.y) outputs.bottom = rect;
-  }
-  if (outputs.top.y == outputs.bottom.y) throw std::runtime_error("no output lies below another");
-  return outputs;
-}
-
-xcb_window_t makeWindow(tarvelo::X11Connection& connection, const tarvelo::PixelRect& area) {
-  xcb_connection_t* c = connection.get();
-  const xcb_window_t window = xcb_generate_id(c);
-  const std::uint32_t values[] = {connection.screen().black_pixel, 1};  // background, override redirect
-  xcb_create_window(c, XCB_COPY_FROM_PARENT, window, connection.root(), static_cast<std::int16_t>(area.x),
-                    static_cast<std::int16_t>(area.y), static_cast<std::uint16_t>(area.width),
-                    static_cast<std::uint16_t>(area.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                    connection.screen().root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
-  xcb_map_window(c, window);
-  return window;
 }
 
 void roundTrip(xcb_connection_t* c) { std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr)); }
@@ -153,9 +108,12 @@ int main(int argc, char** argv) {
   try {
     tarvelo::X11Connection connection(options.display);
     xcb_connection_t* c = connection.get();
-    const Outputs outputs = topAndBottom(c, connection.root());
-    const xcb_window_t film = makeWindow(connection, outputs.top);
-    const xcb_window_t light = makeWindow(connection, outputs.bottom);
+    const std::optional<tarvelo::bench::StackedOutputs> stacked = tarvelo::bench::stackedOutputs(c, connection.root());
+    if (!stacked) throw std::runtime_error("the screen needs two outputs, one above the other");
+    const tarvelo::bench::StackedOutputs outputs = *stacked;
+    const std::uint32_t black = connection.screen().black_pixel;
+    const xcb_window_t film = tarvelo::bench::showPlainWindow(c, connection.root(), outputs.top, black);
+    const xcb_window_t light = tarvelo::bench::showPlainWindow(c, connection.root(), outputs.bottom, black);
     const xcb_gcontext_t gc = xcb_generate_id(c);
     xcb_create_gc(c, gc, film, 0, nullptr);
     roundTrip(c);
@@ -195,7 +153,7 @@ int main(int argc, char** argv) {
     // Runs the steps once a frame (or back to back) and returns the X server's
     // and this process's CPU per frame.
     const auto measure = [&](const std::vector<std::function<void()>>& steps, bool paced) {
-      const double server0 = processCpuMs(options.xorgPid);
+      const double server0 = serverCpuMs(options.xorgPid);
       const double own0 = ownCpuMs();
       auto next = std::chrono::steady_clock::now();
       for (int index = 0; index < options.frames; ++index, ++frame) {
@@ -207,7 +165,7 @@ int main(int argc, char** argv) {
       }
       roundTrip(c);
       showLight();  // one picture more, to wait until the server has copied every one put so far
-      const double server = (processCpuMs(options.xorgPid) - server0) / options.frames;
+      const double server = (serverCpuMs(options.xorgPid) - server0) / options.frames;
       const double own = (ownCpuMs() - own0) / options.frames;
       return std::pair{server, own};
     };

@@ -29,8 +29,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <unistd.h>
-#include <fstream>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -49,6 +47,7 @@
 #include "output/offscreen_light_renderer.h"
 #include "output/picture_light_view.h"
 #include "output/x11/x11_light_window.h"
+#include "process_cpu.h"
 
 namespace {
 
@@ -74,25 +73,6 @@ double processCpuMilliseconds() {
   timespec now{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
   return now.tv_sec * 1e3 + now.tv_nsec / 1e6;
-}
-
-// User plus system time of another process, from /proc, in milliseconds.
-std::optional<double> otherProcessCpuMilliseconds(long pid) {
-  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-  std::string line;
-  if (!std::getline(stat, line)) return std::nullopt;
-  const std::size_t afterName = line.rfind(')');
-  if (afterName == std::string::npos) return std::nullopt;
-  std::istringstream fields(line.substr(afterName + 2));
-  std::string field;
-  double user = 0.0;
-  double system = 0.0;
-  // Fields from the state (3rd) on; utime and stime are the 14th and 15th.
-  for (int index = 3; index <= 15 && fields >> field; ++index) {
-    if (index == 14) user = std::stod(field);
-    if (index == 15) system = std::stod(field);
-  }
-  return (user + system) * 1000.0 / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 double median(std::vector<double> values) {
@@ -319,7 +299,7 @@ int main(int argc, char** argv) {
     const std::lock_guard<std::mutex> lock(samplesMutex);
     counting = true;
     processCpuAtStart = processCpuMilliseconds();
-    if (options.xServerPid) xCpuAtStart = otherProcessCpuMilliseconds(*options.xServerPid);
+    if (options.xServerPid) xCpuAtStart = tarvelo::measuring::processCpuMilliseconds(*options.xServerPid);
     span.start();
   });
   QTimer::singleShot(static_cast<int>(options.seconds * 1000.0), [&] {
@@ -327,7 +307,7 @@ int main(int argc, char** argv) {
     const double processCpu = processCpuMilliseconds() - processCpuAtStart;
     std::optional<double> xCpu;
     if (xCpuAtStart) {
-      if (const auto now = otherProcessCpuMilliseconds(*options.xServerPid)) xCpu = *now - *xCpuAtStart;
+      if (const auto now = tarvelo::measuring::processCpuMilliseconds(*options.xServerPid)) xCpu = *now - *xCpuAtStart;
     }
     const std::size_t frames = framesSoFar() - framesAtStart;
     std::vector<double> cpuSamples;

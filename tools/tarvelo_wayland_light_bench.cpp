@@ -19,35 +19,20 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 
 #include "output/wayland/wayland_layer_light.h"
 #include "output/picture_light_view.h"
 #include "pipeline/zone_color.h"
+#include "process_cpu.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
 // User plus system CPU time of a process, in milliseconds; -1 if unreadable.
-double processCpuMilliseconds(long pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const auto end = text.rfind(')');
-  if (end == std::string::npos) return -1.0;
-  std::istringstream fields(text.substr(end + 2));
-  std::string field;
-  // Fields after the name start at the state (field 3); utime and stime are 14 and 15.
-  for (int index = 3; index < 14 && fields >> field; ++index) {
-  }
-  long user = 0;
-  long system = 0;
-  if (!(fields >> user >> system)) return -1.0;
-  return static_cast<double>(user + system) * 1000.0 / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
+double processCpuMilliseconds(long pid) { return tarvelo::measuring::processCpuMilliseconds(pid).value_or(-1.0); }
 
 tarvelo::ZoneColorList zonesFor(int frame) {
   tarvelo::ZoneColorList zones;
