@@ -6,7 +6,8 @@ extern "C" const char* __lsan_default_suppressions() {
       // ICU's caches, filled by Qt's locale and text code.
       "leak:libicui18n.so\n"
       "leak:libicuuc.so\n"
-      // libdbus, when Qt looks for a session or accessibility bus that is not there.
+      // libdbus, when Qt looks for a session or accessibility bus that is not
+      // there, and a message still in flight when a connection closes at exit.
       "leak:libdbus-1.so\n"
       // fontconfig's configuration, read once by Qt's font database.
       "leak:libfontconfig.so\n"
